@@ -1,0 +1,25 @@
+#ifndef BASALT_FRAME_STATIC_SLOT_H
+#define BASALT_FRAME_STATIC_SLOT_H
+
+#include <new>
+#include <utility>
+
+namespace basalt::frame {
+
+// Room for one process-wide object whose making and destruction the library orders itself,
+// rather than leaving them to the C++ runtime's order across translation units.
+template <class T> class StaticSlot {
+public:
+  template <class... Args> void make(Args&&... args) {
+    new (storage) T(std::forward<Args>(args)...);
+  }
+  void destroy() { get().~T(); }
+  T& get() { return *std::launder(reinterpret_cast<T*>(storage)); }
+
+private:
+  alignas(T) unsigned char storage[sizeof(T)];
+};
+
+} // namespace basalt::frame
+
+#endif

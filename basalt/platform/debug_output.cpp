@@ -1,0 +1,47 @@
+#include "basalt/platform/debug_output.h"
+
+#include "basalt/platform/utf8.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace basalt::platform {
+namespace {
+
+std::atomic<DebugOutputHook> hook{nullptr};
+
+bool toStandardError() {
+  const char* value = std::getenv("BASALT_DEBUG_OUTPUT");
+  return value != nullptr && *value != '\0' && std::strcmp(value, "0") != 0;
+}
+
+} // namespace
+
+void OutputDebugStringW(LPCWSTR text) {
+  const DebugOutputHook current = hook.load();
+  const bool standardError = toStandardError();
+  if (text == nullptr || (current == nullptr && !standardError)) {
+    return;
+  }
+  std::string line;
+  std::size_t length = 0;
+  while (text[length] != 0) {
+    ++length;
+  }
+  utf8::append(line, text, length);
+  if (current != nullptr) {
+    current(line.c_str());
+  }
+  if (standardError) {
+    std::fputs(line.c_str(), stderr);
+  }
+}
+
+void setDebugOutputHook(DebugOutputHook newHook) {
+  hook.store(newHook);
+}
+
+} // namespace basalt::platform

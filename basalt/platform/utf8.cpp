@@ -1,0 +1,79 @@
+#include "basalt/platform/utf8.h"
+
+namespace basalt::platform::utf8 {
+
+std::size_t decode(const unsigned char* bytes, std::size_t available, WCHAR units[2],
+                   int& unitCount) {
+  if (available == 0) {
+    return 0;
+  }
+  const unsigned char lead = bytes[0];
+  if (lead < 0x80) {
+    units[0] = lead;
+    unitCount = 1;
+    return 1;
+  }
+  std::size_t length;
+  char32_t code;
+  char32_t minimum;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2, code = lead & 0x1F, minimum = 0x80;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3, code = lead & 0x0F, minimum = 0x800;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4, code = lead & 0x07, minimum = 0x10000;
+  } else {
+    return 0;
+  }
+  if (available < length) {
+    return 0;
+  }
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((bytes[i] & 0xC0) != 0x80) {
+      return 0;
+    }
+    code = (code << 6) | (bytes[i] & 0x3F);
+  }
+  if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
+    return 0;
+  }
+  if (code >= 0x10000) {
+    code -= 0x10000;
+    units[0] = static_cast<WCHAR>(0xD800 + (code >> 10));
+    units[1] = static_cast<WCHAR>(0xDC00 + (code & 0x3FF));
+    unitCount = 2;
+  } else {
+    units[0] = static_cast<WCHAR>(code);
+    unitCount = 1;
+  }
+  return length;
+}
+
+void append(std::string& out, const WCHAR* units, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    char32_t code = units[i];
+    if (code >= 0xD800 && code <= 0xDBFF && i + 1 < count && units[i + 1] >= 0xDC00 &&
+        units[i + 1] <= 0xDFFF) {
+      code = 0x10000 + ((code - 0xD800) << 10) + (units[++i] - 0xDC00);
+    } else if (code >= 0xD800 && code <= 0xDFFF) {
+      code = 0xFFFD;
+    }
+    if (code < 0x80) {
+      out.push_back(static_cast<char>(code));
+    } else if (code < 0x800) {
+      out.push_back(static_cast<char>(0xC0 | (code >> 6)));
+      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    } else if (code < 0x10000) {
+      out.push_back(static_cast<char>(0xE0 | (code >> 12)));
+      out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    } else {
+      out.push_back(static_cast<char>(0xF0 | (code >> 18)));
+      out.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    }
+  }
+}
+
+} // namespace basalt::platform::utf8

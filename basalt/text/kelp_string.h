@@ -1,0 +1,87 @@
+#ifndef BASALT_TEXT_KELP_STRING_H
+#define BASALT_TEXT_KELP_STRING_H
+
+#include "basalt/export.h"
+
+#include <string>
+
+// The library's one string type: 16-bit code units, each handled by itself (surrogate pairs
+// are never combined). It takes and gives native 8-bit text in the process's code page,
+// automation strings and UTF-8. A copy never shares its buffer.
+//
+// Which operations stop at the first zero unit and which carry every unit is part of the
+// contract; the comments below say which.
+class BASALT_API KELPString : public std::basic_string<unsigned short> {
+public:
+  using Base = std::basic_string<unsigned short>;
+
+  // The kinds of 8-bit text a conversion handles.
+  enum NativeType { nativeDefault = 0 };
+
+  KELPString() = default;
+  KELPString(const KELPString& other) = default;     // every unit
+  KELPString(const char* text);                      // null: empty; up to the NUL
+  KELPString(const char* text, unsigned int length); // null: empty; NULs become zero units
+  KELPString(const std::string& text);               // every byte
+  KELPString(const unsigned short* text);            // null: empty; first zero
+  KELPString(const unsigned short* text, unsigned int length); // null: empty; every unit
+  KELPString(unsigned short unit);                             // zero gives an empty string
+  KELPString(const Base& text);                                // first zero
+  KELPString(Base&& text);                                     // every unit, zero units included
+
+  // Assignments return nothing, so they can't be chained.
+  void operator=(const KELPString& other);    // every unit
+  void operator=(const char* text);           // null empties
+  void operator=(const std::string& text);    // every byte
+  void operator=(const unsigned short* text); // null empties; first zero
+  void operator=(unsigned short unit);        // zero empties
+  void operator=(Base text);                  // every unit
+
+  KELPString& operator+=(unsigned short unit);        // zero adds a zero unit
+  KELPString& operator+=(const KELPString& other);    // first zero of other
+  KELPString& operator+=(unsigned short* const text); // text must not be null; first zero
+  KELPString& append(const unsigned short* text);     // text must not be null; first zero
+  KELPString& append(const unsigned short* text, unsigned int length);
+  KELPString& append(unsigned int count, unsigned short unit);
+  KELPString& operator+=(const char* text);                  // null adds nothing
+  KELPString& append(const char* text);                      // null adds nothing
+  KELPString& append(const char* text, unsigned int length); // null adds nothing
+
+  // Native text, every unit (zero units become zero bytes; a leading zero unit gives "\0").
+  std::string string() const;
+  std::string& fillString(std::string& target) const;
+  Base wstring() const { return *this; }
+  Base& fillWString(Base& target) const;
+  Base tstring() const { return wstring(); }
+  Base& fillTString(Base& target) const { return fillWString(target); }
+
+  // Automation strings: the caller frees the result with SysFreeString. Null when memory
+  // runs out; an empty string gives an allocated string of length 0.
+  void createBSTR(unsigned short** target) const;
+  // Takes the length from the automation string, so zero units survive. Null: returns 0 and
+  // leaves the text as it was.
+  unsigned int fillFromBSTR(unsigned short* const source);
+
+  // Writes each unit as 1 to 3 bytes (a surrogate is 3 bytes of its own) and zero-fills the
+  // rest of buffer; stops at the first unit that doesn't fit. Returns the bytes written.
+  // Size buffer at 3 bytes per unit plus 1 to get the whole text, terminated.
+  unsigned int toUTF8(char* buffer, unsigned int size) const;
+
+  // A malloc'd copy with a zero unit behind it, for the caller to free; null when out of memory.
+  unsigned short* strdup() const;
+
+  // One empty string for the whole process, valid while the library is loaded.
+  static const KELPString& nullString();
+
+private:
+  unsigned int copy_from_native(const char* source, unsigned int length, NativeType type);
+  unsigned int copy_from_internal(std::string& target, NativeType type) const;
+  unsigned int copy_from_internal(Base& target) const;
+  unsigned int nat_string_length(const char* text) const;
+  unsigned int wide_string_length(const unsigned short* text) const;
+};
+
+// A constant empty wide text, for wherever a null wide pointer has to count as empty.
+BASALT_API extern const unsigned short* const strNULL;
+
+#endif
