@@ -12,6 +12,9 @@ namespace basalt::text {
 
 constexpr std::uint8_t noMapping = 127;
 
+// Hidden here as well as where they are defined, so that a lookup addresses the tables
+// directly instead of through the global offset table.
+#pragma GCC visibility push(hidden)
 extern const std::uint8_t lowerStage1[128];
 extern const std::uint8_t lowerStage2[];
 extern const std::uint8_t lowerStage3[];
@@ -21,6 +24,7 @@ extern const std::uint8_t upperStage1[128];
 extern const std::uint8_t upperStage2[];
 extern const std::uint8_t upperStage3[];
 extern const std::uint16_t upperDeltas[];
+#pragma GCC visibility pop
 
 inline unsigned short mapCase(const std::uint8_t* stage1, const std::uint8_t* stage2,
                               const std::uint8_t* stage3, const std::uint16_t* deltas,

@@ -125,8 +125,13 @@ private:
   unsigned int nat_string_length(const char* text) const;
   unsigned int wide_string_length(const unsigned short* text) const;
 
-  static bool chr_same(unsigned short first, unsigned short second);
-  static bool chr_same_cb(unsigned short first, unsigned short second);
+  // Hidden, unlike the rest of the class, so that the comparisons can inline them: an exported
+  // function may be interposed and is never inlined.
+  __attribute__((visibility("hidden"))) static bool chr_same(unsigned short first,
+                                                             unsigned short second);
+  // Plain equality first, so that the tables are read only for units that differ.
+  __attribute__((visibility("hidden"))) static bool chr_same_cb(unsigned short first,
+                                                                unsigned short second);
 };
 
 // A constant empty wide text, for wherever a null wide pointer has to count as empty.

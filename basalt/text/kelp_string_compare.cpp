@@ -13,6 +13,14 @@ const unsigned short* orEmpty(const unsigned short* text) {
   return text == nullptr ? strNULL : text;
 }
 
+// Where either text is empty; an empty text sorts before any other.
+int compareWithEmpty(const unsigned short* first, const unsigned short* second) {
+  if (isEmptyText(first)) {
+    return isEmptyText(second) ? 0 : second[0];
+  }
+  return -static_cast<int>(first[0]);
+}
+
 // Above 0 when first sorts first: the opposite of the C library's sign.
 int unitDifference(unsigned short first, unsigned short second) {
   return static_cast<int>(second) - static_cast<int>(first);
@@ -53,11 +61,8 @@ bool KELPString::chr_same_cb(unsigned short first, unsigned short second) {
 }
 
 int KELPString::compare(const unsigned short* first, const unsigned short* second, bool caseBlind) {
-  if (isEmptyText(first)) {
-    return isEmptyText(second) ? 0 : second[0];
-  }
-  if (isEmptyText(second)) {
-    return -static_cast<int>(first[0]);
+  if (isEmptyText(first) || isEmptyText(second)) {
+    return compareWithEmpty(first, second);
   }
   return caseBlind ? compareTexts<chr_same_cb>(first, second)
                    : compareTexts<chr_same>(first, second);
@@ -65,11 +70,8 @@ int KELPString::compare(const unsigned short* first, const unsigned short* secon
 
 int KELPString::ncompare(const unsigned short* first, const unsigned short* second,
                          unsigned int count, bool caseBlind) {
-  if (isEmptyText(first)) {
-    return isEmptyText(second) ? 0 : second[0];
-  }
-  if (isEmptyText(second)) {
-    return -static_cast<int>(first[0]);
+  if (isEmptyText(first) || isEmptyText(second)) {
+    return compareWithEmpty(first, second);
   }
   return caseBlind ? compareTexts<chr_same_cb>(first, second, count)
                    : compareTexts<chr_same>(first, second, count);
@@ -150,6 +152,8 @@ unsigned int KELPString::find(const char* text, unsigned int from, unsigned int 
 }
 
 unsigned int KELPString::find(char unit, unsigned int from) const {
-  const auto extended = static_cast<unsigned short>(static_cast<signed char>(unit));
+  // Sign extension, as a signed char widens: 0xE9 becomes 0xFFE9.
+  const auto byte = static_cast<unsigned char>(unit);
+  const auto extended = static_cast<unsigned short>(byte < 0x80 ? byte : 0xFF00 | byte);
   return static_cast<unsigned int>(Base::find(extended, from));
 }
