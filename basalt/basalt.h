@@ -6,5 +6,6 @@
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/platform/automation_strings.h"
 #include "basalt/text/kelp_string.h"
+#include "basalt/text/thread_locale.h"
 
 #endif
