@@ -35,61 +35,68 @@ bool hasWildcards(const WideString& component) {
   return component.find_first_of(WideString{'*', '?'}) != WideString::npos;
 }
 
-std::vector<PatternElement> compilePattern(const WideString& component) {
-  std::vector<PatternElement> pattern;
-  for (std::size_t i = 0; i < component.size(); ++i) {
-    const WCHAR unit = component[i];
-    const WCHAR next = i + 1 < component.size() ? component[i + 1] : 0;
-    Token token = Token::literal;
-    if (unit == '?') {
-      token = Token::dosQuestion;
-    } else if (unit == '*') {
-      token = next == dot ? Token::dosStar : Token::star;
-    } else if (unit == dot && (next == '*' || next == '?' || next == 0)) {
-      token = Token::dosDot;
-    }
-    pattern.push_back({token, unit});
-  }
-  return pattern;
-}
-
-// Dynamic programming from the ends, one row of the pattern at a time, so no pattern can
-// make the match take more than pattern length times name length steps.
-bool matches(const std::vector<PatternElement>& pattern, const WideString& name) {
-  const std::size_t length = name.size();
-  const std::size_t lastDot = name.rfind(dot);
-  std::vector<char> below(length + 1, 0); // row i + 1
-  std::vector<char> row(length + 1, 0);   // row i
-  below[length] = 1;
-  for (std::size_t i = pattern.size(); i-- > 0;) {
-    const PatternElement& element = pattern[i];
-    for (std::size_t j = length + 1; j-- > 0;) {
-      const bool atEnd = j == length;
-      const bool atDot = !atEnd && name[j] == dot;
-      bool result = false;
-      switch (element.token) {
-      case Token::literal:
-        result = !atEnd && name[j] == element.unit && below[j + 1] != 0;
-        break;
-      case Token::star:
-        result = below[j] != 0 || (!atEnd && row[j + 1] != 0);
-        break;
-      case Token::dosStar:
-        result = below[j] != 0 || (!atEnd && j != lastDot && row[j + 1] != 0);
-        break;
-      case Token::dosQuestion:
-        result = (atEnd || atDot) ? below[j] != 0 : below[j + 1] != 0;
-        break;
-      case Token::dosDot:
-        result = atEnd ? below[j] != 0 : atDot && below[j + 1] != 0;
-        break;
+// A compiled pattern and the room its matching needs, used for every name of a listing.
+class NamePattern {
+public:
+  explicit NamePattern(const WideString& component) {
+    for (std::size_t i = 0; i < component.size(); ++i) {
+      const WCHAR unit = component[i];
+      const WCHAR next = i + 1 < component.size() ? component[i + 1] : 0;
+      Token token = Token::literal;
+      if (unit == '?') {
+        token = Token::dosQuestion;
+      } else if (unit == '*') {
+        token = next == dot ? Token::dosStar : Token::star;
+      } else if (unit == dot && (next == '*' || next == '?' || next == 0)) {
+        token = Token::dosDot;
       }
-      row[j] = result ? 1 : 0;
+      elements.push_back({token, unit});
     }
-    std::swap(below, row);
   }
-  return below[0] != 0;
-}
+
+  // Dynamic programming from the ends, one row of the pattern at a time, so no pattern can
+  // make the match take more than pattern length times name length steps.
+  bool matches(const WideString& name) {
+    const std::size_t length = name.size();
+    const std::size_t lastDot = name.rfind(dot);
+    below.assign(length + 1, 0); // row i + 1
+    row.assign(length + 1, 0);   // row i
+    below[length] = 1;
+    for (std::size_t i = elements.size(); i-- > 0;) {
+      const PatternElement& element = elements[i];
+      for (std::size_t j = length + 1; j-- > 0;) {
+        const bool atEnd = j == length;
+        const bool atDot = !atEnd && name[j] == dot;
+        bool result = false;
+        switch (element.token) {
+        case Token::literal:
+          result = !atEnd && name[j] == element.unit && below[j + 1] != 0;
+          break;
+        case Token::star:
+          result = below[j] != 0 || (!atEnd && row[j + 1] != 0);
+          break;
+        case Token::dosStar:
+          result = below[j] != 0 || (!atEnd && j != lastDot && row[j + 1] != 0);
+          break;
+        case Token::dosQuestion:
+          result = (atEnd || atDot) ? below[j] != 0 : below[j + 1] != 0;
+          break;
+        case Token::dosDot:
+          result = atEnd ? below[j] != 0 : atDot && below[j + 1] != 0;
+          break;
+        }
+        row[j] = result ? 1 : 0;
+      }
+      std::swap(below, row);
+    }
+    return below[0] != 0;
+  }
+
+private:
+  std::vector<PatternElement> elements;
+  std::vector<char> below;
+  std::vector<char> row;
+};
 
 struct Entry {
   std::string name;
@@ -101,21 +108,25 @@ struct FindState {
   std::size_t next = 0;
 };
 
-// Follows a link to tell a directory; a dangling link counts as what it is itself.
+// Follows a link to tell a directory.
 DWORD attributesOf(int directory, const char* path) {
   struct stat status {};
-  if (::fstatat(directory, path, &status, 0) != 0 &&
-      ::fstatat(directory, path, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+  return ::fstatat(directory, path, &status, 0) == 0 && S_ISDIR(status.st_mode)
+             ? FILE_ATTRIBUTE_DIRECTORY
+             : FILE_ATTRIBUTE_NORMAL;
+}
+
+// The type the directory gives, when it gives one that needs no look at the entry itself.
+DWORD attributesOf(int directory, const dirent& entry) {
+  switch (entry.d_type) {
+  case DT_DIR:
+    return FILE_ATTRIBUTE_DIRECTORY;
+  case DT_LNK:
+  case DT_UNKNOWN:
+    return attributesOf(directory, entry.d_name);
+  default:
     return FILE_ATTRIBUTE_NORMAL;
   }
-  DWORD attributes = 0;
-  if (S_ISDIR(status.st_mode)) {
-    attributes |= FILE_ATTRIBUTE_DIRECTORY;
-  }
-  if ((status.st_mode & S_IWUSR) == 0) {
-    attributes |= FILE_ATTRIBUTE_READONLY;
-  }
-  return attributes == 0 ? FILE_ATTRIBUTE_NORMAL : attributes;
 }
 
 DWORD errorOfErrno(int error) {
@@ -141,14 +152,14 @@ DWORD errorOfMissingName(const std::string& directory, int error) {
 
 DWORD listMatches(const std::string& directory, const WideString& component,
                   std::vector<Entry>& entries) {
-  const std::vector<PatternElement> pattern = compilePattern(component);
+  NamePattern pattern(component);
   DIR* stream = ::opendir(directory.c_str());
   if (stream == nullptr) {
     return errorOfErrno(errno);
   }
   while (const dirent* entry = ::readdir(stream)) {
-    if (matches(pattern, fromOsPath(entry->d_name))) {
-      entries.push_back({entry->d_name, attributesOf(::dirfd(stream), entry->d_name)});
+    if (pattern.matches(fromOsPath(entry->d_name))) {
+      entries.push_back({entry->d_name, attributesOf(::dirfd(stream), *entry)});
     }
   }
   ::closedir(stream);

@@ -14,13 +14,11 @@
 namespace basalt::platform {
 
 constexpr DWORD MAX_PATH = 260;
-constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x1;
 constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 
 struct WIN32_FIND_DATAW {
-  // FILE_ATTRIBUTE_DIRECTORY for a directory or a link to one, FILE_ATTRIBUTE_READONLY when
-  // the owner may not write; FILE_ATTRIBUTE_NORMAL when neither.
+  // FILE_ATTRIBUTE_DIRECTORY for a directory or a link to one, else FILE_ATTRIBUTE_NORMAL.
   DWORD dwFileAttributes;
   // The bare name, NUL-terminated.
   WCHAR cFileName[MAX_PATH];

@@ -42,13 +42,14 @@ std::string nativeToOsPath(const char* path) {
 
 WideString fromOsPath(const std::string& path) {
   WideString out;
-  if (path.empty()) {
-    return out;
+  if (std::all_of(path.begin(), path.end(), [](char c) { return (c & 0x80) == 0; })) {
+    out.assign(path.begin(), path.end());
+  } else {
+    const int length = static_cast<int>(path.size());
+    const int count = MultiByteToWideChar(CP_UTF8, 0, path.data(), length, nullptr, 0);
+    out.resize(static_cast<std::size_t>(count));
+    MultiByteToWideChar(CP_UTF8, 0, path.data(), length, out.data(), count);
   }
-  const int length = static_cast<int>(path.size());
-  const int count = MultiByteToWideChar(CP_UTF8, 0, path.data(), length, nullptr, 0);
-  out.resize(static_cast<std::size_t>(count));
-  MultiByteToWideChar(CP_UTF8, 0, path.data(), length, out.data(), count);
   std::replace(out.begin(), out.end(), WCHAR{'/'}, WCHAR{'\\'});
   return out;
 }
