@@ -5,6 +5,8 @@
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/platform/automation_strings.h"
+#include "basalt/system/file.h"
+#include "basalt/system/file_locator.h"
 #include "basalt/text/kelp_string.h"
 #include "basalt/text/thread_locale.h"
 

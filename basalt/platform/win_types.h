@@ -22,6 +22,7 @@ using LPWSTR = WCHAR*;
 using LPCWSTR = const WCHAR*;
 using BSTR = WCHAR*;
 using HANDLE = void*;
+using HMODULE = void*;
 
 constexpr BOOL TRUE = 1;
 constexpr BOOL FALSE = 0;
