@@ -63,7 +63,7 @@ void FileLocator::setExtension(const KELPString& newExtension) {
 
 void FileLocator::setFileName(const KELPString& newFileName) {
   name = newFileName;
-  const KELPString::size_type firstDot = newFileName.find(dot);
+  const KELPString::size_type firstDot = newFileName.Base::find(dot);
   if (firstDot != KELPString::npos) {
     extension.Base::assign(newFileName, firstDot + 1);
     name.Base::assign(newFileName, 0, firstDot);
