@@ -14,6 +14,13 @@ namespace {
 constexpr std::uint32_t keyRead = plat::KEY_READ;
 constexpr plat::DWORD enumNameRoom = 1024;
 
+// Each read by path opens a key of its own, whatever *key held before.
+void clearKey(RegistryKey** key) {
+  if (key != nullptr) {
+    *key = nullptr;
+  }
+}
+
 } // namespace
 
 const plat::HKEY RegistryWrapper::rootKeys[5] = {plat::HKEY_CLASSES_ROOT, plat::HKEY_CURRENT_CONFIG,
@@ -29,18 +36,46 @@ RegistryWrapper::~RegistryWrapper() {
 bool RegistryWrapper::readRegKeyValue(RootKey root, const KELPString& keyPath,
                                       const KELPString& valueName, KELPString& value,
                                       RegistryKey** key) {
-  std::uint32_t number = 0;
-  return readGenericRegKeyValue(root, keyPath, valueName, key, value, number) && !value.empty();
+  clearKey(key);
+  return readText(root, keyPath, valueName, value, key);
 }
 
 bool RegistryWrapper::readRegKeyValue(RegistryKey* key, const KELPString& valueName,
                                       KELPString& value) {
-  return readRegKeyValue(NoRootKey, KELPString(), valueName, value, &key);
+  return readText(NoRootKey, KELPString(), valueName, value, &key);
 }
 
 bool RegistryWrapper::readRegKeyValue(RootKey root, const KELPString& keyPath,
                                       const KELPString& valueName, std::uint32_t& value,
                                       RegistryKey** key) {
+  clearKey(key);
+  return readNumber(root, keyPath, valueName, value, key);
+}
+
+bool RegistryWrapper::readRegKeyValue(RegistryKey* key, const KELPString& valueName,
+                                      std::uint32_t& value) {
+  return readNumber(NoRootKey, KELPString(), valueName, value, &key);
+}
+
+bool RegistryWrapper::readRegKeyValue(RootKey root, const KELPString& keyPath,
+                                      const KELPString& valueName, bool& value, RegistryKey** key) {
+  clearKey(key);
+  return readFlag(root, keyPath, valueName, value, key);
+}
+
+bool RegistryWrapper::readRegKeyValue(RegistryKey* key, const KELPString& valueName, bool& value) {
+  return readFlag(NoRootKey, KELPString(), valueName, value, &key);
+}
+
+bool RegistryWrapper::readText(RootKey root, const KELPString& keyPath, const KELPString& valueName,
+                               KELPString& value, RegistryKey** key) {
+  std::uint32_t number = 0;
+  return readGenericRegKeyValue(root, keyPath, valueName, key, value, number) && !value.empty();
+}
+
+bool RegistryWrapper::readNumber(RootKey root, const KELPString& keyPath,
+                                 const KELPString& valueName, std::uint32_t& value,
+                                 RegistryKey** key) {
   KELPString text;
   std::uint32_t number = value;
   if (!readGenericRegKeyValue(root, keyPath, valueName, key, text, number)) {
@@ -50,13 +85,8 @@ bool RegistryWrapper::readRegKeyValue(RootKey root, const KELPString& keyPath,
   return true;
 }
 
-bool RegistryWrapper::readRegKeyValue(RegistryKey* key, const KELPString& valueName,
-                                      std::uint32_t& value) {
-  return readRegKeyValue(NoRootKey, KELPString(), valueName, value, &key);
-}
-
-bool RegistryWrapper::readRegKeyValue(RootKey root, const KELPString& keyPath,
-                                      const KELPString& valueName, bool& value, RegistryKey** key) {
+bool RegistryWrapper::readFlag(RootKey root, const KELPString& keyPath, const KELPString& valueName,
+                               bool& value, RegistryKey** key) {
   KELPString text;
   std::uint32_t number = 0;
   if (!readGenericRegKeyValue(root, keyPath, valueName, key, text, number)) {
@@ -64,10 +94,6 @@ bool RegistryWrapper::readRegKeyValue(RootKey root, const KELPString& keyPath,
   }
   value = number != 0;
   return true;
-}
-
-bool RegistryWrapper::readRegKeyValue(RegistryKey* key, const KELPString& valueName, bool& value) {
-  return readRegKeyValue(NoRootKey, KELPString(), valueName, value, &key);
 }
 
 bool RegistryWrapper::readGenericRegKeyValue(RootKey root, KELPString keyPath, KELPString valueName,

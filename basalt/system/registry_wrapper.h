@@ -52,6 +52,13 @@ public:
 private:
   friend class RegistryKey;
 
+  // The three kinds of read, by path or, with NoRootKey, through the key in *key.
+  bool readText(RootKey root, const KELPString& keyPath, const KELPString& valueName,
+                KELPString& value, RegistryKey** key);
+  bool readNumber(RootKey root, const KELPString& keyPath, const KELPString& valueName,
+                  std::uint32_t& value, RegistryKey** key);
+  bool readFlag(RootKey root, const KELPString& keyPath, const KELPString& valueName, bool& value,
+                RegistryKey** key);
   bool readGenericRegKeyValue(RootKey root, KELPString keyPath, KELPString valueName,
                               RegistryKey** key, KELPString& text, std::uint32_t& number);
   bool queryRegValue(RegistryKey* key, const KELPString& valueName, KELPString& text,
