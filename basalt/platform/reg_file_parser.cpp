@@ -118,6 +118,16 @@ public:
     at += length;
     return true;
   }
+  // Reads a run of hexadecimal digits into value (which keeps only its last eight) and
+  // returns how many there were.
+  int takeHexDigits(DWORD& value) {
+    int digits = 0;
+    value = 0;
+    for (; !atEnd() && hexDigit(peek()) >= 0; ++digits) {
+      value = (value << 4) | static_cast<DWORD>(hexDigit(next()));
+    }
+    return digits;
+  }
   // The character at the position, for messages.
   std::string shown() const {
     return atEnd() ? std::string("the end of the line") : "\"" + toUtf8(WString(1, peek())) + "\"";
@@ -376,10 +386,7 @@ private:
     }
     if (cursor.takeNoCase("dword:")) {
       DWORD number = 0;
-      int digits = 0;
-      for (; !cursor.atEnd() && hexDigit(cursor.peek()) >= 0; ++digits) {
-        number = (number << 4) | static_cast<DWORD>(hexDigit(cursor.next()));
-      }
+      const int digits = cursor.takeHexDigits(number);
       if (digits == 0 || digits > 8) {
         error = "dword: needs 1 to 8 hexadecimal digits";
         return false;
@@ -392,10 +399,7 @@ private:
     }
     if (cursor.takeNoCase("hex(")) {
       DWORD type = 0;
-      int digits = 0;
-      for (; !cursor.atEnd() && hexDigit(cursor.peek()) >= 0; ++digits) {
-        type = (type << 4) | static_cast<DWORD>(hexDigit(cursor.next()));
-      }
+      const int digits = cursor.takeHexDigits(type);
       if (digits == 0 || digits > 8 || !cursor.takeNoCase("):")) {
         error = "hex(n): needs a type of 1 to 8 hexadecimal digits in the parentheses";
         return false;
@@ -477,11 +481,8 @@ private:
         cursor = Cursor(lines[index].text);
         continue;
       }
-      int value = 0;
-      int digits = 0;
-      for (; !cursor.atEnd() && hexDigit(cursor.peek()) >= 0; ++digits) {
-        value = (value << 4) | hexDigit(cursor.next());
-      }
+      DWORD value = 0;
+      const int digits = cursor.takeHexDigits(value);
       if (digits == 0 || digits > 2) {
         error = digits == 0 ? "expected a hexadecimal byte, found " + cursor.shown()
                             : std::string("a byte has more than two hexadecimal digits");
