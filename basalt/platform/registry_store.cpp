@@ -60,6 +60,8 @@ void report(WORD type, DWORD event, const std::vector<std::string>& strings) {
   }
   std::vector<WString> wide;
   std::vector<LPCWSTR> pointers;
+  wide.reserve(strings.size());
+  pointers.reserve(strings.size());
   for (const std::string& text : strings) {
     wide.push_back(widen(text));
   }

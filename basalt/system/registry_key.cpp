@@ -4,8 +4,8 @@
 
 namespace plat = basalt::platform;
 
-RegistryKey::RegistryKey(RegistryWrapper::RootKey root, KELPString path)
-    : root(root), pathName(std::move(path)) {
+RegistryKey::RegistryKey(RegistryWrapper::RootKey root, const KELPString& path)
+    : root(root), pathName(path) {
   const std::size_t separator = pathName.rfind('\\');
   name = separator == KELPString::npos ? pathName : KELPString(pathName.substr(separator + 1));
 }

@@ -96,9 +96,9 @@ bool RegistryWrapper::readFlag(RootKey root, const KELPString& keyPath, const KE
   return true;
 }
 
-bool RegistryWrapper::readGenericRegKeyValue(RootKey root, KELPString keyPath, KELPString valueName,
-                                             RegistryKey** key, KELPString& text,
-                                             std::uint32_t& number) {
+bool RegistryWrapper::readGenericRegKeyValue(RootKey root, const KELPString& keyPath,
+                                             const KELPString& valueName, RegistryKey** key,
+                                             KELPString& text, std::uint32_t& number) {
   if (key != nullptr && *key != nullptr) {
     return queryRegValue(*key, valueName, text, number);
   }
@@ -160,9 +160,10 @@ bool RegistryWrapper::queryRegValue(RegistryKey* key, const KELPString& valueNam
   return true;
 }
 
-bool RegistryWrapper::enumRegKeys(RootKey root, KELPString keyPath,
+bool RegistryWrapper::enumRegKeys(RootKey root,
+                                  KELPString keyPath, // NOLINT(performance-unnecessary-value-param)
                                   std::vector<RegistryKey*>& subKeys) {
-  RegistryKey parent(root, std::move(keyPath));
+  RegistryKey parent(root, keyPath);
   if (!parent.open(keyRead)) {
     recordKeyFailure(parent);
     return false;
@@ -201,7 +202,7 @@ bool RegistryWrapper::enumRegKeys(RegistryKey* key, std::vector<RegistryKey*>& s
     }
     KELPString path = prefix;
     path.append(name.data(), size);
-    auto* subKey = new RegistryKey(key->root, std::move(path));
+    auto* subKey = new RegistryKey(key->root, path);
     if (subKey->open(keyRead)) {
       subKeys.push_back(subKey);
       keys.push_back(subKey);

@@ -59,7 +59,7 @@ private:
                   std::uint32_t& value, RegistryKey** key);
   bool readFlag(RootKey root, const KELPString& keyPath, const KELPString& valueName, bool& value,
                 RegistryKey** key);
-  bool readGenericRegKeyValue(RootKey root, KELPString keyPath, KELPString valueName,
+  bool readGenericRegKeyValue(RootKey root, const KELPString& keyPath, const KELPString& valueName,
                               RegistryKey** key, KELPString& text, std::uint32_t& number);
   bool queryRegValue(RegistryKey* key, const KELPString& valueName, KELPString& text,
                      std::uint32_t& number);
@@ -91,7 +91,7 @@ public:
 private:
   friend class RegistryWrapper;
 
-  RegistryKey(RegistryWrapper::RootKey root, KELPString path);
+  RegistryKey(RegistryWrapper::RootKey root, const KELPString& path);
   ~RegistryKey();
   bool open(std::uint32_t access);
 
