@@ -36,6 +36,16 @@ struct EventLogState {
       delete source;
     }
   }
+  // Where a handle's source is, under the lock; sources.end() with ERROR_INVALID_HANDLE for
+  // a handle that is no source.
+  std::unordered_set<const EventSource*>::iterator find(HANDLE handle) {
+    auto at = sources.find(static_cast<const EventSource*>(handle));
+    if (at == sources.end()) {
+      SetLastError(ERROR_INVALID_HANDLE);
+    }
+    return at;
+  }
+
   std::mutex mutex;
   std::unordered_set<const EventSource*> sources;
   std::string syslogPath = defaultSyslogPath;
@@ -244,9 +254,8 @@ HANDLE openSource(LPCWSTR serverName, LPCWSTR sourceName) {
 BOOL closeSource(HANDLE eventLog) {
   EventLogState& log = state();
   std::lock_guard<std::mutex> lock(log.mutex);
-  auto at = log.sources.find(static_cast<const EventSource*>(eventLog));
+  auto at = log.find(eventLog);
   if (at == log.sources.end()) {
-    SetLastError(ERROR_INVALID_HANDLE);
     return FALSE;
   }
   delete *at;
@@ -285,9 +294,8 @@ BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID
   {
     EventLogState& log = state();
     std::lock_guard<std::mutex> lock(log.mutex);
-    auto at = log.sources.find(static_cast<const EventSource*>(eventLog));
+    auto at = log.find(eventLog);
     if (at == log.sources.end()) {
-      SetLastError(ERROR_INVALID_HANDLE);
       return FALSE;
     }
     source = (*at)->name;

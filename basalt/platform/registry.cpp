@@ -178,6 +178,23 @@ std::vector<BYTE> toAnsi(const std::vector<BYTE>& utf16) {
   return bytes;
 }
 
+// Both query forms; the narrow one gives text values in the ANSI code page.
+LONG queryValue(HKEY key, LPCWSTR valueName, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size,
+                bool ansi) {
+  if (reserved != nullptr || (data != nullptr && size == nullptr)) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  std::shared_ptr<const OpenKey> open;
+  const RegValue* value = nullptr;
+  if (const LONG status = findValue(key, valueName, open, value); status != ERROR_SUCCESS) {
+    return status;
+  }
+  if (ansi && isText(value->type)) {
+    return copyValue(toAnsi(value->data), value->type, type, data, size);
+  }
+  return copyValue(value->data, value->type, type, data, size);
+}
+
 } // namespace
 
 LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, HKEY* result) {
@@ -231,15 +248,7 @@ LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, HKEY*
 
 LONG RegQueryValueExW(HKEY key, LPCWSTR valueName, DWORD* reserved, DWORD* type, BYTE* data,
                       DWORD* size) {
-  if (reserved != nullptr || (data != nullptr && size == nullptr)) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  std::shared_ptr<const OpenKey> open;
-  const RegValue* value = nullptr;
-  if (const LONG status = findValue(key, valueName, open, value); status != ERROR_SUCCESS) {
-    return status;
-  }
-  return copyValue(value->data, value->type, type, data, size);
+  return queryValue(key, valueName, reserved, type, data, size, false);
 }
 
 LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameSize, DWORD* reserved,
@@ -294,19 +303,8 @@ LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, HKEY* 
 
 LONG RegQueryValueExA(HKEY key, LPCSTR valueName, DWORD* reserved, DWORD* type, BYTE* data,
                       DWORD* size) {
-  if (reserved != nullptr || (data != nullptr && size == nullptr)) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  std::shared_ptr<const OpenKey> open;
-  const RegValue* value = nullptr;
   const WString name = valueName != nullptr ? fromAnsi(valueName) : WString();
-  if (const LONG status = findValue(key, name.c_str(), open, value); status != ERROR_SUCCESS) {
-    return status;
-  }
-  if (!isText(value->type)) {
-    return copyValue(value->data, value->type, type, data, size);
-  }
-  return copyValue(toAnsi(value->data), value->type, type, data, size);
+  return queryValue(key, name.c_str(), reserved, type, data, size, true);
 }
 
 } // namespace basalt::platform
