@@ -31,11 +31,6 @@ struct EventSource {
 };
 
 struct EventLogState {
-  ~EventLogState() {
-    for (const EventSource* source : sources) {
-      delete source;
-    }
-  }
   // Where a handle's source is, under the lock; sources.end() with ERROR_INVALID_HANDLE for
   // a handle that is no source.
   std::unordered_set<const EventSource*>::iterator find(HANDLE handle) {
@@ -51,9 +46,11 @@ struct EventLogState {
   std::string syslogPath = defaultSyslogPath;
 };
 
+// Never destroyed: the library's exit list deregisters sources after the runtime has run
+// the destructors of static objects.
 EventLogState& state() {
-  static EventLogState instance;
-  return instance;
+  static auto* instance = new EventLogState;
+  return *instance;
 }
 
 std::string toUtf8(LPCWSTR text) {

@@ -60,9 +60,10 @@ private:
   std::uintptr_t next = sizeof(std::uintptr_t) > 4 ? std::uintptr_t{1} << 32 : 0x1000;
 };
 
+// Never destroyed, so that keys can still close while the library unloads.
 HandleTable& handles() {
-  static HandleTable table;
-  return table;
+  static auto* table = new HandleTable;
+  return *table;
 }
 
 // The hive slot of a predefined root; -1 for any other handle.

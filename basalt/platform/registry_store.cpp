@@ -252,8 +252,9 @@ private:
 } // namespace
 
 std::shared_ptr<const RegistryTree> currentRegistry() {
-  static RegistryStore store;
-  return store.current();
+  // Never destroyed, so that the registry can still be read while the library unloads.
+  static auto* store = new RegistryStore;
+  return store->current();
 }
 
 } // namespace basalt::platform
