@@ -5,7 +5,8 @@
 // as its identity, facility user, and a priority by its type: error as err, warning and
 // audit failure as warning, the others as info. The message reads
 //   event 0x0000002A, category 3: "first string", null, "third string"
-// with the strings quoted and escaped as in JSON.
+// with the strings quoted and escaped as in JSON, and "; data <hex>" behind them when the
+// event carries binary data.
 //
 // When the environment variable BASALT_EVENTLOG names a file, each event is also appended
 // to it as one JSON object on a line of its own, written and flushed at once:
@@ -14,8 +15,8 @@
 // with "data":"<hex>" added when the event carries binary data. Types are "success",
 // "error", "warning", "information", "audit success" and "audit failure".
 //
-// The layer opens no connection of the process's own syslog (openlog), so a client's
-// identity and options there stay as they were.
+// Events are written to the syslog socket directly rather than through openlog and syslog,
+// so a client's own syslog identity and options stay as they were.
 
 #include "basalt/platform/win_types.h"
 
