@@ -24,6 +24,12 @@ using BSTR = WCHAR*;
 using HANDLE = void*;
 using HMODULE = void*;
 
+// 100-nanosecond intervals since 1 January 1601, UTC.
+struct FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+};
+
 constexpr BOOL TRUE = 1;
 constexpr BOOL FALSE = 0;
 
