@@ -1,0 +1,73 @@
+#include "basalt/concurrency/pavane_mutex.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+using basalt::PavaneMutex;
+using basalt::PavaneSynchronized;
+
+// Whether another thread can take the mutex at this moment.
+bool freeForOthers(PavaneMutex& mutex) {
+  return std::async(std::launch::async, [&] {
+           if (!basalt::platform::TryEnterCriticalSection(mutex.criticalSection())) {
+             return false;
+           }
+           basalt::platform::LeaveCriticalSection(mutex.criticalSection());
+           return true;
+         })
+      .get();
+}
+
+TEST(PavaneMutex, ReenteredMutexIsFreeOnlyAfterTheOuterGuard) {
+  PavaneMutex mutex;
+  {
+    PavaneSynchronized outer(mutex);
+    {
+      PavaneSynchronized inner(mutex); // the owner doesn't block on itself
+      EXPECT_FALSE(freeForOthers(mutex));
+    }
+    EXPECT_FALSE(freeForOthers(mutex));
+  }
+  EXPECT_TRUE(freeForOthers(mutex));
+}
+
+TEST(PavaneMutex, GuardReleasesWhenAnExceptionLeavesTheScope) {
+  PavaneMutex mutex;
+  EXPECT_THROW(
+      {
+        PavaneSynchronized outer(mutex);
+        PavaneSynchronized inner(mutex);
+        throw std::runtime_error("leaves both scopes");
+      },
+      std::runtime_error);
+  EXPECT_TRUE(freeForOthers(mutex));
+}
+
+TEST(PavaneMutex, ExcludesOtherThreads) {
+  PavaneMutex mutex;
+  constexpr int threadCount = 4;
+  constexpr int rounds = 20000;
+  long counter = 0; // unguarded but for the mutex
+  std::vector<std::thread> threads;
+  for (int t = 0; t < threadCount; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < rounds; ++i) {
+        PavaneSynchronized outer(mutex);
+        PavaneSynchronized inner(mutex);
+        ++counter;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(counter, static_cast<long>(threadCount) * rounds);
+}
+
+} // namespace
