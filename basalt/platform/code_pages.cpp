@@ -128,6 +128,14 @@ std::unique_ptr<CodePageTable> buildTable(const CodePageInfo& info) {
       table->toBytes[unit] = encodeWithIconv(encoder, static_cast<WCHAR>(unit));
     }
   }
+  // Windows gives the five bytes that 1252 leaves undefined the C1 controls of the same value,
+  // so such text survives a round trip.
+  if (info.page == 1252) {
+    for (const BYTE byte : {0x81, 0x8D, 0x8F, 0x90, 0x9D}) {
+      table->toUnit[byte] = byte;
+      table->toBytes[byte] = byte;
+    }
+  }
   iconv_close(decoder);
   iconv_close(encoder);
   return table;
@@ -180,6 +188,10 @@ std::size_t decodeCharacter(const CodePageTable& table, const unsigned char* byt
 }
 
 } // namespace
+
+BOOL IsValidCodePage(UINT codePage) {
+  return codePage == CP_UTF8 || tableFor(codePage) != nullptr ? TRUE : FALSE;
+}
 
 BOOL IsDBCSLeadByteEx(UINT codePage, BYTE byte) {
   for (const CodePageInfo& info : supportedPages) {

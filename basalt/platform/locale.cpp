@@ -1,5 +1,7 @@
 #include "basalt/platform/locale.h"
 
+#include "basalt/platform/code_pages.h"
+#include "basalt/platform/debug_output.h"
 #include "basalt/platform/locale_table.h"
 #include "basalt/platform/thread_state.h"
 
@@ -94,9 +96,14 @@ const LocaleEntry& userLocale() {
 
 UINT processCodePage() {
   if (const char* forced = std::getenv("BASALT_CODEPAGE"); forced != nullptr && *forced != '\0') {
-    if (const int page = std::atoi(forced); page > 0) {
+    const int page = std::atoi(forced);
+    if (page > 0 && IsValidCodePage(static_cast<UINT>(page))) {
       return static_cast<UINT>(page);
     }
+    // Text in a page that can't be converted would be lost, so the locale decides instead.
+    outputDebugTrace((std::string("BASALT_CODEPAGE=") + forced +
+                      " names no supported code page; the locale's is used")
+                         .c_str());
   }
   const PosixLocale ctype = parseLocale(localeVariable("LC_CTYPE"));
   if (const UINT page = codePageOfCodeset(ctype.codeset); page != 0) {
