@@ -4,10 +4,9 @@
 #include "basalt/logging/core_log.h"
 
 #include <benchmark/benchmark.h>
+#include <memory>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/null_sink.h>
-
-#include <memory>
 
 namespace {
 
@@ -28,8 +27,8 @@ void BasaltRefusedAtGate(benchmark::State& state) {
 BENCHMARK(BasaltRefusedAtGate);
 
 void SpdlogLevelSwitchedOff(benchmark::State& state) {
-  auto logger = std::make_shared<spdlog::logger>(
-      "bench", std::make_shared<spdlog::sinks::null_sink_mt>());
+  auto logger =
+      std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>());
   logger->set_level(spdlog::level::info);
   const char* insert = "lock 1";
   for (auto _ : state) {

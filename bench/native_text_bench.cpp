@@ -4,7 +4,6 @@
 #include "basalt/text/kelp_string.h"
 
 #include <benchmark/benchmark.h>
-
 #include <clocale>
 #include <cstdlib>
 #include <iconv.h>

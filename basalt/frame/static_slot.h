@@ -26,8 +26,7 @@ private:
 // Makes the object in its slot and enters destroy, which must destroy it, on the exit list
 // under that name.
 template <class T, class... Args>
-void makeStaticObject(StaticSlot<T>& slot, const char* name, ExitFunction destroy,
-                      Args&&... args) {
+void makeStaticObject(StaticSlot<T>& slot, const char* name, ExitFunction destroy, Args&&... args) {
   slot.make(std::forward<Args>(args)...);
   enterOnExitList(name, destroy);
   debugTrace("made ", name);

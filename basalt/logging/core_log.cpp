@@ -27,7 +27,9 @@ public:
   LogObjectHolder& operator=(const LogObjectHolder&) = delete;
 
   CoreLog* get() const { return object.load(std::memory_order_acquire); }
-  void reset(std::unique_ptr<CoreLog> log) { object.store(log.release(), std::memory_order_release); }
+  void reset(std::unique_ptr<CoreLog> log) {
+    object.store(log.release(), std::memory_order_release);
+  }
 
 private:
   std::atomic<CoreLog*> object{nullptr};

@@ -52,9 +52,9 @@ bool CoreLogImpl::init() {
   return initialised;
 }
 
-bool CoreLogImpl::writeRecord(std::uint32_t message, VerbosityType level,
-                              const KELPString& module, const KELPString& component,
-                              int insertCount, const unsigned short** inserts) {
+bool CoreLogImpl::writeRecord(std::uint32_t message, VerbosityType level, const KELPString& module,
+                              const KELPString& component, int insertCount,
+                              const unsigned short** inserts) {
   if (!initialised && !init()) {
     return false;
   }

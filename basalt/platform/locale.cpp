@@ -6,6 +6,7 @@
 #include "basalt/platform/thread_state.h"
 
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -138,8 +139,13 @@ int GetLocaleInfoW(LCID locale, DWORD type, WCHAR* buffer, int size) {
   switch (type) {
   case LOCALE_SABBREVLANGNAME:
     return writeItem(userLocale().abbreviation, buffer, size);
-  case LOCALE_IDEFAULTANSICODEPAGE:
-    return writeItem(std::to_string(processCodePage()), buffer, size);
+  case LOCALE_IDEFAULTANSICODEPAGE: {
+    // Not std::to_string: its inline tables are GNU unique symbols, which would keep dlclose
+    // from ever unloading the library.
+    char digits[16];
+    std::snprintf(digits, sizeof(digits), "%u", processCodePage());
+    return writeItem(digits, buffer, size);
+  }
   default:
     SetLastError(ERROR_INVALID_PARAMETER);
     return 0;

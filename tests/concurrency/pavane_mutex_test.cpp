@@ -1,9 +1,8 @@
 #include "basalt/concurrency/pavane_mutex.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
+#include <gtest/gtest.h>
 #include <stdexcept>
 #include <thread>
 
@@ -14,13 +13,14 @@ using basalt::PavaneSynchronized;
 
 // Whether another thread can take the mutex at this moment.
 bool freeForOthers(PavaneMutex& mutex) {
-  return std::async(std::launch::async, [&] {
-           if (!basalt::platform::TryEnterCriticalSection(mutex.criticalSection())) {
-             return false;
-           }
-           basalt::platform::LeaveCriticalSection(mutex.criticalSection());
-           return true;
-         })
+  return std::async(std::launch::async,
+                    [&] {
+                      if (!basalt::platform::TryEnterCriticalSection(mutex.criticalSection())) {
+                        return false;
+                      }
+                      basalt::platform::LeaveCriticalSection(mutex.criticalSection());
+                      return true;
+                    })
       .get();
 }
 
@@ -55,6 +55,7 @@ TEST(PavaneMutex, ExcludesOtherThreads) {
   constexpr int rounds = 20000;
   long counter = 0; // unguarded but for the mutex
   std::vector<std::thread> threads;
+  threads.reserve(threadCount);
   for (int t = 0; t < threadCount; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < rounds; ++i) {

@@ -4,7 +4,6 @@
 #include "basalt/platform/orb.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 

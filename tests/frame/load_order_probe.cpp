@@ -11,8 +11,7 @@ namespace {
 
 using GetLogObject = basalt::CoreLog* (*)();
 // Non-virtual members take the object as their first argument.
-using GetModuleVerbosity = basalt::CoreLog::VerbosityType* (*)(basalt::CoreLog*,
-                                                               const KELPString&,
+using GetModuleVerbosity = basalt::CoreLog::VerbosityType* (*)(basalt::CoreLog*, const KELPString&,
                                                                const KELPString&);
 using Log = bool (*)(basalt::CoreLog*, std::uint32_t, basalt::CoreLog::VerbosityType,
                      const KELPString&, const KELPString&, int, const unsigned short**);
@@ -62,6 +61,11 @@ int main(int argc, char** argv) {
   }
   if (dlclose(library) != 0) {
     std::fprintf(stderr, "probe: %s\n", dlerror());
+    return 1;
+  }
+  // GNU unique symbols (statics of inline templates such as std::to_string's) pin a library.
+  if (dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD) != nullptr) {
+    std::fprintf(stderr, "probe: still loaded after dlclose; look for UNIQUE symbols\n");
     return 1;
   }
   std::fprintf(stderr, "probe: unloaded\n");

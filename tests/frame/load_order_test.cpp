@@ -22,28 +22,23 @@ Lines traceOf(const std::string& mode) {
   return trace;
 }
 
-const Lines staticObjects = {"SystemLocaleInfo",
-                             "resourceLocation",
-                             "registry root names",
-                             "SharedLibrary error mutex",
-                             "nullString",
-                             "printed globals",
-                             "translated exception text",
-                             "libraryModuleName",
-                             "FormatError mutex"};
+const char* const staticObjects[] = {
+    "SystemLocaleInfo",          "resourceLocation",  "registry root names",
+    "SharedLibrary error mutex", "nullString",        "printed globals",
+    "translated exception text", "libraryModuleName", "FormatError mutex"};
 
 Lines staticObjectsMade() {
   Lines lines;
-  for (const std::string& name : staticObjects) {
-    lines.push_back("basalt: made " + name);
+  for (const char* name : staticObjects) {
+    lines.push_back(std::string("basalt: made ") + name);
   }
   return lines;
 }
 
 Lines staticObjectsDestroyed() {
   Lines lines;
-  for (auto name = staticObjects.rbegin(); name != staticObjects.rend(); ++name) {
-    lines.push_back("basalt: exit list: " + *name);
+  for (auto name = std::rbegin(staticObjects); name != std::rend(staticObjects); ++name) {
+    lines.push_back(std::string("basalt: exit list: ") + *name);
   }
   return lines;
 }
@@ -56,36 +51,36 @@ Lines concat(std::initializer_list<Lines> parts) {
   return all;
 }
 
-const Lines attach = {
-    "basalt: thread library started", "basalt: ORB taken",
-    "basalt: made getLogObject holder", "basalt: made getLogObject mutex",
-    "basalt: made log object",          "basalt: ORB released",
-};
+// Process attach, with the log object made while the ORB is held.
+Lines attach() {
+  return {
+      "basalt: thread library started",   "basalt: ORB taken",
+      "basalt: made getLogObject holder", "basalt: made getLogObject mutex",
+      "basalt: made log object",          "basalt: ORB released",
+  };
+}
 
 TEST(LoadOrder, UsedLogGoesAfterThreadLibraryAndBeforeStaticObjects) {
-  const Lines expected = concat({staticObjectsMade(),
-                                 attach,
-                                 {"probe: loaded", "basalt: made ensure_init mutex",
-                                  "probe: verbosity 0, record refused",
-                                  "basalt: thread library ended",
-                                  "basalt: exit list: ensure_init mutex",
-                                  "basalt: exit list: getLogObject mutex",
-                                  "basalt: exit list: getLogObject holder",
-                                  "basalt: deleted log object"},
-                                 staticObjectsDestroyed(),
-                                 {"probe: unloaded"}});
+  const Lines expected =
+      concat({staticObjectsMade(),
+              attach(),
+              {"probe: loaded", "basalt: made ensure_init mutex",
+               "probe: verbosity 0, record refused", "basalt: thread library ended",
+               "basalt: exit list: ensure_init mutex", "basalt: exit list: getLogObject mutex",
+               "basalt: exit list: getLogObject holder", "basalt: deleted log object"},
+              staticObjectsDestroyed(),
+              {"probe: unloaded"}});
   EXPECT_EQ(traceOf("log"), expected);
 }
 
 TEST(LoadOrder, UnusedLogLeavesNoEnsureInitEntry) {
-  const Lines expected = concat({staticObjectsMade(),
-                                 attach,
-                                 {"probe: loaded", "basalt: thread library ended",
-                                  "basalt: exit list: getLogObject mutex",
-                                  "basalt: exit list: getLogObject holder",
-                                  "basalt: deleted log object"},
-                                 staticObjectsDestroyed(),
-                                 {"probe: unloaded"}});
+  const Lines expected = concat(
+      {staticObjectsMade(),
+       attach(),
+       {"probe: loaded", "basalt: thread library ended", "basalt: exit list: getLogObject mutex",
+        "basalt: exit list: getLogObject holder", "basalt: deleted log object"},
+       staticObjectsDestroyed(),
+       {"probe: unloaded"}});
   EXPECT_EQ(traceOf("quiet"), expected);
 }
 

@@ -2,11 +2,10 @@
 #include "basalt/logging/core_log_impl.h"
 #include "basalt/logging/log_app.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <gtest/gtest.h>
 #include <thread>
 #include <vector>
 
@@ -49,6 +48,7 @@ TEST(CoreLog, ConcurrentFirstUseMakesOneUsableImplementation) {
     CoreLog log;
     std::atomic<int> waiting{threadCount};
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     std::vector<CoreLog::VerbosityType*> seen(threadCount);
     for (int i = 0; i < threadCount; ++i) {
       threads.emplace_back([&, i] {
@@ -81,6 +81,7 @@ TEST(CoreLog, CopiesShareOneImplementation) {
   first.getModuleVerbosity("M", "");
   {
     CoreLog copy(first);
+    expectUnconfigured(copy);
     CoreLog assigned;
     assigned.getModuleVerbosity("M", ""); // its own implementation goes on assignment
     assigned = copy;

@@ -2,7 +2,6 @@
 #include "basalt/platform/thread_state.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 namespace {
@@ -21,9 +20,8 @@ Units toUnits(plat::UINT page, const std::string& bytes, plat::DWORD flags = str
 
 std::string toBytes(plat::UINT page, const Units& units) {
   char buffer[16];
-  const int count = plat::WideCharToMultiByte(page, 0, units.data(),
-                                              static_cast<int>(units.size()), buffer, 16,
-                                              nullptr, nullptr);
+  const int count = plat::WideCharToMultiByte(page, 0, units.data(), static_cast<int>(units.size()),
+                                              buffer, 16, nullptr, nullptr);
   return std::string(buffer, buffer + count);
 }
 
@@ -39,8 +37,7 @@ TEST(CodePages, SingleBytePageMapsBothWays) {
   plat::BOOL usedDefault = plat::FALSE;
   char bytes[4];
   const Units kana{0x3042};
-  EXPECT_EQ(plat::WideCharToMultiByte(1252, 0, kana.data(), 1, bytes, 4, nullptr, &usedDefault),
-            1);
+  EXPECT_EQ(plat::WideCharToMultiByte(1252, 0, kana.data(), 1, bytes, 4, nullptr, &usedDefault), 1);
   EXPECT_EQ(bytes[0], '?');
   EXPECT_TRUE(usedDefault);
   EXPECT_FALSE(plat::IsDBCSLeadByteEx(1252, 0x82));
@@ -51,8 +48,11 @@ TEST(CodePages, DoubleBytePagesTakeTwoBytesPerCharacter) {
   EXPECT_TRUE(plat::IsDBCSLeadByteEx(932, 0xE0));
   EXPECT_FALSE(plat::IsDBCSLeadByteEx(932, 0xB1)); // half-width katakana stand alone
   EXPECT_FALSE(plat::IsDBCSLeadByteEx(932, 'A'));
-  EXPECT_EQ(toUnits(932, "\x82\xA0" "A\xB1"), (Units{0x3042, 'A', 0xFF71}));
-  EXPECT_EQ(toBytes(932, Units{0x3042, 'A', 0xFF71}), "\x82\xA0" "A\xB1");
+  EXPECT_EQ(toUnits(932, "\x82\xA0"
+                         "A\xB1"),
+            (Units{0x3042, 'A', 0xFF71}));
+  EXPECT_EQ(toBytes(932, Units{0x3042, 'A', 0xFF71}), "\x82\xA0"
+                                                      "A\xB1");
   EXPECT_EQ(toUnits(936, "\xD6\xD0"), (Units{0x4E2D}));
   EXPECT_EQ(toUnits(949, "\xC7\xD1"), (Units{0xD55C}));
   EXPECT_EQ(toUnits(950, "\xA4\xA4"), (Units{0x4E2D}));

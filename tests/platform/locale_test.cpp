@@ -1,9 +1,8 @@
 #include "basalt/platform/locale.h"
 #include "basalt/platform/thread_state.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <string>
 
 namespace {
@@ -39,14 +38,22 @@ TEST_F(Locale, LanguageAndCodePageComeFromThePosixLocale) {
     int codePage;
   };
   for (const Case& c : {
-           Case{"en_US.UTF-8", "ENU", 65001},   Case{"en_GB.ISO-8859-1", "ENG", 28591},
-           Case{"de_DE", "DEU", 1252},           Case{"fr_FR.UTF-8@euro", "FRA", 65001},
-           Case{"ja_JP.SJIS", "JPN", 932},       Case{"ja_JP.CP932", "JPN", 932},
-           Case{"ja_JP", "JPN", 932},            Case{"zh_CN.GBK", "CHS", 936},
-           Case{"ko_KR.EUC-KR", "KOR", 949},     Case{"zh_TW.BIG5", "CHT", 950},
-           Case{"pl_PL", "PLK", 1250},           Case{"C", "ENU", 65001},
-           Case{"POSIX", "ENU", 65001},          Case{"C.UTF-8", "ENU", 65001},
-           Case{"de_XX.UTF-8", "DEU", 65001},    Case{"xx_YY", "ENU", 1252},
+           Case{"en_US.UTF-8", "ENU", 65001},
+           Case{"en_GB.ISO-8859-1", "ENG", 28591},
+           Case{"de_DE", "DEU", 1252},
+           Case{"fr_FR.UTF-8@euro", "FRA", 65001},
+           Case{"ja_JP.SJIS", "JPN", 932},
+           Case{"ja_JP.CP932", "JPN", 932},
+           Case{"ja_JP", "JPN", 932},
+           Case{"zh_CN.GBK", "CHS", 936},
+           Case{"ko_KR.EUC-KR", "KOR", 949},
+           Case{"zh_TW.BIG5", "CHT", 950},
+           Case{"pl_PL", "PLK", 1250},
+           Case{"C", "ENU", 65001},
+           Case{"POSIX", "ENU", 65001},
+           Case{"C.UTF-8", "ENU", 65001},
+           Case{"de_XX.UTF-8", "DEU", 65001},
+           Case{"xx_YY", "ENU", 1252},
        }) {
     setenv("LANG", c.lang, 1);
     EXPECT_EQ(abbreviation(), c.abbreviation) << c.lang;
@@ -79,15 +86,13 @@ TEST_F(Locale, ShortBufferFailsAndLeavesItUntouched) {
   setenv("LANG", "en_US.UTF-8", 1);
   plat::WCHAR buffer[3] = {'x', 'x', 'x'};
   plat::SetLastError(0);
-  EXPECT_EQ(plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, buffer,
-                                 3),
-            0);
+  EXPECT_EQ(
+      plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, buffer, 3), 0);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
   EXPECT_EQ(buffer[0], 'x');
   // Size 0 asks for the room needed.
-  EXPECT_EQ(plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, nullptr,
-                                 0),
-            4);
+  EXPECT_EQ(
+      plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, nullptr, 0), 4);
   EXPECT_EQ(plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, 0x9999, buffer, 3), 0);
 }
 

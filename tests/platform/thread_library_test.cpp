@@ -3,9 +3,8 @@
 #include "basalt/platform/orb.h"
 #include "basalt/platform/thread_library.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
+#include <gtest/gtest.h>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -29,6 +28,7 @@ long countOf(const std::string& line) {
 
 template <class Work> void onThreads(int count, Work work) {
   std::vector<std::thread> threads;
+  threads.reserve(count);
   for (int i = 0; i < count; ++i) {
     threads.emplace_back(work);
   }

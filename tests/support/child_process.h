@@ -7,7 +7,7 @@
 namespace basalt::test {
 
 struct ChildResult {
-  int exitCode = -1; // -1 when the child did not exit normally
+  int exitCode = -1;  // -1 when the child did not exit normally
   std::string output; // standard output and standard error, interleaved
 };
 

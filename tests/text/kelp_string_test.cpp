@@ -1,11 +1,10 @@
 #include "basalt/platform/automation_strings.h"
 #include "basalt/text/kelp_string.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -24,15 +23,15 @@ TEST(KELPString, ZeroUnitsFollowEachOperationsRule) {
   EXPECT_EQ(text.size(), 1u);
 
   const Units withZero = units({'a', 'b', 0, 'c'});
-  EXPECT_EQ(KELPString(withZero).size(), 2u);         // by reference: first zero
-  EXPECT_EQ(KELPString(Units(withZero)).size(), 4u);  // by value: every unit
+  EXPECT_EQ(KELPString(withZero).size(), 2u);        // by reference: first zero
+  EXPECT_EQ(KELPString(Units(withZero)).size(), 4u); // by value: every unit
   const KELPString whole(withZero.data(), 4);
-  EXPECT_EQ(KELPString(whole).size(), 4u);            // copies carry zero units
+  EXPECT_EQ(KELPString(whole).size(), 4u); // copies carry zero units
   KELPString assigned;
   assigned = whole;
   EXPECT_EQ(assigned, whole);
   KELPString appended;
-  appended += whole;                                  // appending stops at the first zero
+  appended += whole; // appending stops at the first zero
   EXPECT_EQ(appended.size(), 2u);
   KELPString bytes(std::string("a\0b", 3));
   EXPECT_EQ(bytes, KELPString(units({'a', 0, 'b'})));
@@ -78,8 +77,7 @@ TEST(KELPString, ToUTF8EncodesEachUnitAndNeverOverrunsTheBuffer) {
   char buffer[32];
   std::memset(buffer, 'x', sizeof(buffer));
   ASSERT_EQ(text.toUTF8(buffer, 20), 12u);
-  EXPECT_EQ(std::string(buffer, 12),
-            "\x41\xC3\xA9\xE2\x82\xAC\xED\xA0\xBD\xED\xB8\x80");
+  EXPECT_EQ(std::string(buffer, 12), "\x41\xC3\xA9\xE2\x82\xAC\xED\xA0\xBD\xED\xB8\x80");
   EXPECT_EQ(std::string(buffer + 12, 8), std::string(8, '\0'));
   EXPECT_EQ(buffer[20], 'x');
 

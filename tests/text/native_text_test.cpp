@@ -5,9 +5,8 @@
 #include "basalt/text/system_locale_info.h"
 #include "tests/support/child_process.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <string>
 
 namespace {
@@ -36,9 +35,11 @@ TEST(NativeTextInChild, ConvertsInTheProcessCodePage) {
   }
   case 932: {
     // A two-byte character becomes one unit; what follows is unaffected.
-    const KELPString text("\x82\xA0" "A\xB1");
+    const KELPString text("\x82\xA0"
+                          "A\xB1");
     EXPECT_EQ(text, KELPString(Units{0x3042, 'A', 0xFF71}));
-    EXPECT_EQ(text.string(), "\x82\xA0" "A\xB1");
+    EXPECT_EQ(text.string(), "\x82\xA0"
+                             "A\xB1");
     // A lead byte with nothing behind it starts no character.
     EXPECT_EQ(KELPString("A\x82"), KELPString(Units{'A', 0xFFFD}));
     break;
@@ -62,13 +63,13 @@ TEST(NativeText, FollowsTheLocaleReadAtLoad) {
     const char* codePage;
     const char* language;
   };
-  for (const Case& c : {Case{"de_DE.ISO-8859-15", "1252", "DEU"},
-                        Case{"ja_JP.SJIS", "932", "JPN"}, Case{"fr_FR.UTF-8", "65001", "FRA"}}) {
+  for (const Case& c : {Case{"de_DE.ISO-8859-15", "1252", "DEU"}, Case{"ja_JP.SJIS", "932", "JPN"},
+                        Case{"fr_FR.UTF-8", "65001", "FRA"}}) {
     // BASALT_CODEPAGE decides the page, LANG the language.
     const basalt::test::ChildResult child = basalt::test::runChild(
         {"/proc/self/exe", "--gtest_filter=NativeTextInChild.*"},
-        {std::string("LANG=") + c.lang, "LC_ALL=", "LC_CTYPE=", "LC_MESSAGES=",
-         std::string("BASALT_CODEPAGE=") + c.codePage,
+        {std::string("LANG=") + c.lang,
+         "LC_ALL=", "LC_CTYPE=", "LC_MESSAGES=", std::string("BASALT_CODEPAGE=") + c.codePage,
          std::string("BASALT_TEST_EXPECT_CODEPAGE=") + c.codePage,
          std::string("BASALT_TEST_EXPECT_LANGUAGE=") + c.language});
     EXPECT_EQ(child.exitCode, 0) << c.lang << "\n" << child.output;
