@@ -75,20 +75,4 @@ TEST(CodePages, Utf8IsStrict) {
   EXPECT_EQ(toUnits(plat::CP_UTF8, "\xC0\x80", plat::MB_PRECOMPOSED), (Units{0xFFFD, 0xFFFD}));
 }
 
-TEST(CodePages, BadArgumentsFailWithTheirErrors) {
-  plat::WCHAR unit = 0;
-  plat::SetLastError(0);
-  EXPECT_EQ(plat::MultiByteToWideChar(12345, 0, "a", 1, &unit, 1), 0);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_PARAMETER);
-  plat::WCHAR two[1];
-  EXPECT_EQ(plat::MultiByteToWideChar(1252, 0, "ab", 2, two, 1), 0);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
-  // A count of 0 units asks for the room needed.
-  EXPECT_EQ(plat::MultiByteToWideChar(1252, 0, "abc", 3, nullptr, 0), 3);
-  char one[1];
-  const Units pair{0x3042, 0x3044};
-  EXPECT_EQ(plat::WideCharToMultiByte(932, 0, pair.data(), 2, one, 1, nullptr, nullptr), 0);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
-}
-
 } // namespace

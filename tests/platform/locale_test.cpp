@@ -96,17 +96,4 @@ TEST_F(Locale, ShortBufferFailsAndLeavesItUntouched) {
   EXPECT_EQ(plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, 0x9999, buffer, 3), 0);
 }
 
-TEST(WToI, ReadsLikeTheRuntimeLibrary) {
-  const auto wtoi = [](const char* text) {
-    std::basic_string<plat::WCHAR> wide(text, text + std::char_traits<char>::length(text));
-    return plat::_wtoi(wide.c_str());
-  };
-  EXPECT_EQ(wtoi("1252"), 1252);
-  EXPECT_EQ(wtoi("  -42x"), -42);
-  EXPECT_EQ(wtoi("+7"), 7);
-  EXPECT_EQ(wtoi("abc"), 0);
-  EXPECT_EQ(wtoi(""), 0);
-  EXPECT_EQ(plat::_wtoi(nullptr), 0);
-}
-
 } // namespace

@@ -124,18 +124,4 @@ TEST(KELPString, StrdupCopiesEveryUnitAndTerminates) {
   std::free(copy);
 }
 
-TEST(KELPString, SevenBitTextNeedsNoCodePage) {
-  std::string all;
-  for (int byte = 1; byte < 0x80; ++byte) {
-    all.push_back(static_cast<char>(byte));
-  }
-  const KELPString text(all);
-  ASSERT_EQ(text.size(), all.size());
-  EXPECT_EQ(text[0x41 - 1], 0x41);
-  EXPECT_EQ(text.string(), all);
-  KELPString appended("x");
-  appended.append(all.c_str(), 3);
-  EXPECT_EQ(appended.string(), "x\x01\x02\x03");
-}
-
 } // namespace
