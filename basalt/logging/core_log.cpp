@@ -52,6 +52,28 @@ bool makeEnsureInitMutex() {
   return true;
 }
 
+// The first use of a log object: makes its implementation under the mutex of ensure_init
+// and publishes it only once it is usable, so that no other thread meets it half made.
+bool makeImplementation(std::atomic<CoreLogImpl*>& impl) {
+  static const bool mutexMade = makeEnsureInitMutex();
+  static_cast<void>(mutexMade);
+  PavaneSynchronized lock(ensureInitMutex.get());
+  if (impl.load(std::memory_order_relaxed) != nullptr) {
+    return true;
+  }
+  std::unique_ptr<CoreLogImpl> made;
+  try {
+    made = std::make_unique<CoreLogImpl>();
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  if (!made->init()) {
+    return false;
+  }
+  impl.store(made.release(), std::memory_order_release);
+  return true;
+}
+
 void share(CoreLogImpl* implementation) {
   if (implementation != nullptr) {
     implementation->addOwner();
@@ -104,27 +126,8 @@ CoreLog::~CoreLog() {
 }
 
 bool CoreLog::ensure_init() {
-  if (impl.load(std::memory_order_acquire) != nullptr) {
-    return true;
-  }
-  static const bool mutexMade = makeEnsureInitMutex();
-  static_cast<void>(mutexMade);
-  PavaneSynchronized lock(ensureInitMutex.get());
-  if (impl.load(std::memory_order_relaxed) != nullptr) {
-    return true;
-  }
-  // Published only once it is usable, so that no other thread meets it half made.
-  std::unique_ptr<CoreLogImpl> made;
-  try {
-    made = std::make_unique<CoreLogImpl>();
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  if (!made->init()) {
-    return false;
-  }
-  impl.store(made.release(), std::memory_order_release);
-  return true;
+  // The test of every call is inlined; the making is not.
+  return impl.load(std::memory_order_acquire) != nullptr || makeImplementation(impl);
 }
 
 bool CoreLog::log(std::uint32_t message, VerbosityType level, const KELPString& module,

@@ -24,8 +24,9 @@ class BASALT_API LogModule;
 class BASALT_API CoreLog {
 public:
   // As a record's level and as a configured threshold: more means more output. A level of
-  // VerbosityOff is always refused; the event log takes nothing above VerbosityDetail.
-  enum VerbosityType {
+  // VerbosityOff or below is always refused; the event log takes nothing above
+  // VerbosityDetail. Compared as a signed integer.
+  enum VerbosityType : int {
     VerbosityOff = 0,
     VerbosityCritical = 1,
     VerbosityError = 2,
