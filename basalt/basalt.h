@@ -4,6 +4,7 @@
 // The whole exported interface of basalt.
 
 #include "basalt/concurrency/pavane_mutex.h"
+#include "basalt/logging/core_log.h"
 #include "basalt/platform/automation_strings.h"
 #include "basalt/platform/guid.h"
 #include "basalt/platform/registry_types.h"

@@ -3,6 +3,7 @@
 #include "basalt/frame/debug_trace.h"
 
 #include <cstdlib>
+#include <mutex>
 
 namespace basalt::frame {
 namespace {
@@ -17,10 +18,23 @@ struct ExitEntry {
 constexpr int maxEntries = 32;
 ExitEntry entries[maxEntries];
 int entryCount = 0;
+// Objects made on first use enter the list from whichever thread uses them first.
+std::mutex entriesLock;
+
+// The last entry, taken off the list; false when the list is empty.
+bool takeLast(ExitEntry& entry) {
+  const std::lock_guard<std::mutex> lock(entriesLock);
+  if (entryCount == 0) {
+    return false;
+  }
+  entry = entries[--entryCount];
+  return true;
+}
 
 } // namespace
 
 void enterOnExitList(const char* name, ExitFunction function) {
+  const std::lock_guard<std::mutex> lock(entriesLock);
   if (entryCount == maxEntries) {
     std::abort(); // a new process-wide object was added without growing the list
   }
@@ -28,8 +42,8 @@ void enterOnExitList(const char* name, ExitFunction function) {
 }
 
 void runExitList() {
-  while (entryCount > 0) {
-    const ExitEntry entry = entries[--entryCount];
+  ExitEntry entry{};
+  while (takeLast(entry)) {
     debugTrace("exit list: ", entry.name);
     entry.function();
   }

@@ -1,15 +1,70 @@
+#include "basalt/frame/library_entry.h"
+
+#include "basalt/frame/debug_trace.h"
 #include "basalt/frame/exit_list.h"
 #include "basalt/frame/static_objects.h"
+#include "basalt/platform/orb.h"
+
+#include <exception>
+#include <new>
+
+namespace basalt::frame {
+
+platform::JTCInitialize* threadLibraryInit = nullptr;
+CoreLog* libraryLog = nullptr;
+
+void startLibrary() {
+  if (threadLibraryInit == nullptr) {
+    threadLibraryInit = new (std::nothrow) platform::JTCInitialize;
+  }
+  // The ORB's instance is held only across the making of the log.
+  platform::CORBA_ORB_var orb;
+  orb = platform::CORBA_ORB::_OB_instance();
+  libraryLog = getLogObject();
+}
+
+platform::BOOL libraryEntryPoint(platform::HANDLE /*module*/, platform::DWORD reason,
+                                 void* /*reserved*/) {
+  switch (reason) {
+  case DLL_PROCESS_ATTACH:
+    startLibrary();
+    break;
+  case DLL_PROCESS_DETACH:
+    if (threadLibraryInit != nullptr) {
+      try {
+        delete threadLibraryInit;
+        threadLibraryInit = nullptr;
+      } catch (...) {
+        // Unloading goes on; the exit list still deletes the log.
+      }
+    }
+    break;
+  default: // thread attach and detach
+    break;
+  }
+  return platform::TRUE;
+}
+
+} // namespace basalt::frame
 
 namespace {
 
-// The loader's calls: make the static objects when the library is loaded, and run the exit
-// list when it goes, whether by dlclose or at process exit.
+// The loader's calls: the static objects and process attach when the library is loaded,
+// process detach and the exit list when it goes, whether by dlclose or at process exit.
 __attribute__((constructor)) void onLibraryLoad() {
   basalt::frame::makeStaticObjects();
+  // An exception leaving a load constructor would end the host process.
+  try {
+    basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_ATTACH, nullptr);
+  } catch (const std::exception& error) {
+    basalt::frame::debugTrace("process attach failed: ", error.what());
+  } catch (...) {
+    basalt::frame::debugTrace("process attach failed", "");
+  }
 }
 
 __attribute__((destructor)) void onLibraryUnload() {
+  basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_DETACH, nullptr);
   basalt::frame::runExitList();
 }
 

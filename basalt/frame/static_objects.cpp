@@ -1,7 +1,5 @@
 #include "basalt/frame/static_objects.h"
 
-#include "basalt/frame/debug_trace.h"
-#include "basalt/frame/exit_list.h"
 #include "basalt/frame/static_slot.h"
 
 #include <array>
@@ -21,33 +19,29 @@ StaticSlot<KELPString> translatedExceptionTextSlot;
 StaticSlot<KELPString> libraryModuleNameSlot;
 StaticSlot<PavaneMutex> formatErrorMutexSlot;
 
-template <class T, class... Args>
-void make(StaticSlot<T>& slot, const char* name, ExitFunction destroy, Args&&... args) {
-  slot.make(std::forward<Args>(args)...);
-  enterOnExitList(name, destroy);
-  debugTrace("made ", name);
-}
-
 } // namespace
 
 void makeStaticObjects() {
-  make(systemLocaleInfoSlot, "SystemLocaleInfo", [] { systemLocaleInfoSlot.destroy(); });
-  make(resourceLocationSlot, "resourceLocation", [] { resourceLocationSlot.destroy(); });
-  make(
+  makeStaticObject(systemLocaleInfoSlot, "SystemLocaleInfo",
+                   [] { systemLocaleInfoSlot.destroy(); });
+  makeStaticObject(resourceLocationSlot, "resourceLocation",
+                   [] { resourceLocationSlot.destroy(); });
+  makeStaticObject(
       registryRootNamesSlot, "registry root names", [] { registryRootNamesSlot.destroy(); },
       RootNames{"[HKEY_CLASSES_ROOT]", "[HKEY_CURRENT_CONFIG]", "[HKEY_CURRENT_USER]",
                 "[HKEY_LOCAL_MACHINE]", "[HKEY_USERS]"});
-  make(sharedLibraryErrorMutexSlot, "SharedLibrary error mutex",
-       [] { sharedLibraryErrorMutexSlot.destroy(); });
-  make(nullStringSlot, "nullString", [] { nullStringSlot.destroy(); });
-  make(printedGlobalsSlot, "printed globals", [] { printedGlobalsSlot.destroy(); });
-  make(
+  makeStaticObject(sharedLibraryErrorMutexSlot, "SharedLibrary error mutex",
+                   [] { sharedLibraryErrorMutexSlot.destroy(); });
+  makeStaticObject(nullStringSlot, "nullString", [] { nullStringSlot.destroy(); });
+  makeStaticObject(printedGlobalsSlot, "printed globals", [] { printedGlobalsSlot.destroy(); });
+  makeStaticObject(
       translatedExceptionTextSlot, "translated exception text",
       [] { translatedExceptionTextSlot.destroy(); }, "Structured Exception - stack will be traced");
-  make(
+  makeStaticObject(
       libraryModuleNameSlot, "libraryModuleName", [] { libraryModuleNameSlot.destroy(); },
       "basalt");
-  make(formatErrorMutexSlot, "FormatError mutex", [] { formatErrorMutexSlot.destroy(); });
+  makeStaticObject(formatErrorMutexSlot, "FormatError mutex",
+                   [] { formatErrorMutexSlot.destroy(); });
 }
 
 SystemLocaleInfo& systemLocaleInfo() {

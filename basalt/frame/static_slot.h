@@ -1,6 +1,9 @@
 #ifndef BASALT_FRAME_STATIC_SLOT_H
 #define BASALT_FRAME_STATIC_SLOT_H
 
+#include "basalt/frame/debug_trace.h"
+#include "basalt/frame/exit_list.h"
+
 #include <new>
 #include <utility>
 
@@ -19,6 +22,15 @@ public:
 private:
   alignas(T) unsigned char storage[sizeof(T)];
 };
+
+// Makes the object in its slot and enters destroy, which must destroy it, on the exit list
+// under that name.
+template <class T, class... Args>
+void makeStaticObject(StaticSlot<T>& slot, const char* name, ExitFunction destroy, Args&&... args) {
+  slot.make(std::forward<Args>(args)...);
+  enterOnExitList(name, destroy);
+  debugTrace("made ", name);
+}
 
 } // namespace basalt::frame
 

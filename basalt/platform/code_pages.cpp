@@ -129,6 +129,14 @@ std::unique_ptr<CodePageTable> buildTable(const CodePageInfo& info) {
       table->toBytes[unit] = encodeWithIconv(encoder, static_cast<WCHAR>(unit));
     }
   }
+  // Windows gives the five bytes that 1252 leaves undefined the C1 controls of the same value,
+  // so such text survives a round trip.
+  if (info.page == 1252) {
+    for (const BYTE byte : {0x81, 0x8D, 0x8F, 0x90, 0x9D}) {
+      table->toUnit[byte] = byte;
+      table->toBytes[byte] = byte;
+    }
+  }
   iconv_close(decoder);
   iconv_close(encoder);
   return table;
@@ -181,6 +189,10 @@ std::size_t decodeCharacter(const CodePageTable& table, const unsigned char* byt
 }
 
 } // namespace
+
+BOOL IsValidCodePage(UINT codePage) {
+  return codePage == CP_UTF8 || tableFor(codePage) != nullptr ? TRUE : FALSE;
+}
 
 BOOL IsDBCSLeadByteEx(UINT codePage, BYTE byte) {
   for (const CodePageInfo& info : supportedPages) {
@@ -280,7 +292,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* units, int unit
     if (out.size() > static_cast<std::size_t>(byteCount)) {
       return fail(ERROR_INSUFFICIENT_BUFFER);
     }
-    std::copy(out.begin(), out.end(), bytes);
+    std::copy(out.begin(), out.end(), bytes); // counted, not terminated
   }
   return static_cast<int>(out.size());
 }

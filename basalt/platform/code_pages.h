@@ -13,6 +13,9 @@ constexpr UINT CP_UTF8 = 65001;
 constexpr DWORD MB_PRECOMPOSED = 0x1;
 constexpr DWORD MB_ERR_INVALID_CHARS = 0x8;
 
+// True when the conversions below handle codePage on this system.
+BOOL IsValidCodePage(UINT codePage);
+
 // True when byte opens a two-byte character in codePage; always false for UTF-8.
 BOOL IsDBCSLeadByteEx(UINT codePage, BYTE byte);
 

@@ -44,4 +44,10 @@ void setDebugOutputHook(DebugOutputHook newHook) {
   hook.store(newHook);
 }
 
+void outputDebugTrace(const char* text) {
+  const std::string line = std::string("basalt: ") + text + "\n";
+  const std::basic_string<WCHAR> wide(line.begin(), line.end());
+  OutputDebugStringW(wide.c_str());
+}
+
 } // namespace basalt::platform

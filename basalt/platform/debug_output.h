@@ -14,6 +14,10 @@ void OutputDebugStringW(LPCWSTR text);
 using DebugOutputHook = void (*)(const char* utf8Text);
 void setDebugOutputHook(DebugOutputHook hook);
 
+// One line "basalt: <text>" from 7-bit text, for following load and unload: it is used
+// before and after the string layer's objects live.
+void outputDebugTrace(const char* text);
+
 } // namespace basalt::platform
 
 #endif

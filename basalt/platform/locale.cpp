@@ -1,9 +1,12 @@
 #include "basalt/platform/locale.h"
 
+#include "basalt/platform/code_pages.h"
+#include "basalt/platform/debug_output.h"
 #include "basalt/platform/locale_table.h"
 #include "basalt/platform/thread_state.h"
 
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -94,9 +97,14 @@ const LocaleEntry& userLocale() {
 
 UINT processCodePage() {
   if (const char* forced = std::getenv("BASALT_CODEPAGE"); forced != nullptr && *forced != '\0') {
-    if (const int page = std::atoi(forced); page > 0) {
+    const int page = std::atoi(forced);
+    if (page > 0 && IsValidCodePage(static_cast<UINT>(page))) {
       return static_cast<UINT>(page);
     }
+    // Text in a page that can't be converted would be lost, so the locale decides instead.
+    outputDebugTrace((std::string("BASALT_CODEPAGE=") + forced +
+                      " names no supported code page; the locale's is used")
+                         .c_str());
   }
   const PosixLocale ctype = parseLocale(localeVariable("LC_CTYPE"));
   if (const UINT page = codePageOfCodeset(ctype.codeset); page != 0) {
@@ -131,8 +139,13 @@ int GetLocaleInfoW(LCID locale, DWORD type, WCHAR* buffer, int size) {
   switch (type) {
   case LOCALE_SABBREVLANGNAME:
     return writeItem(userLocale().abbreviation, buffer, size);
-  case LOCALE_IDEFAULTANSICODEPAGE:
-    return writeItem(std::to_string(processCodePage()), buffer, size);
+  case LOCALE_IDEFAULTANSICODEPAGE: {
+    // Not std::to_string: its inline tables are GNU unique symbols, which would keep dlclose
+    // from ever unloading the library.
+    char digits[16];
+    std::snprintf(digits, sizeof(digits), "%u", processCodePage());
+    return writeItem(digits, buffer, size);
+  }
   default:
     SetLastError(ERROR_INVALID_PARAMETER);
     return 0;

@@ -3,7 +3,7 @@
 
 // The process locale, derived from the POSIX locale environment (LC_ALL, then LC_CTYPE or
 // LC_MESSAGES, then LANG); C and POSIX count as en_US with UTF-8. BASALT_CODEPAGE overrides
-// the code page.
+// the code page when it names one that the conversions support.
 
 #include "basalt/platform/win_types.h"
 

@@ -5,6 +5,7 @@
 #include "basalt/platform/code_pages.h"
 #include "basalt/text/system_locale_info.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -307,11 +308,20 @@ unsigned int KELPString::copy_from_internal(std::string& target, NativeType type
   const std::size_t before = target.size();
   const size_type count = size();
   for (size_type i = 0; i < count; ++i) {
-    const unsigned short unit = (*this)[i];
-    if (unit < 0x80) {
-      target.push_back(static_cast<char>(unit));
+    // A run of 7-bit units is copied in one step: it needs no code page.
+    size_type end = i;
+    while (end < count && (*this)[end] < 0x80) {
+      ++end;
+    }
+    if (end > i) {
+      const std::size_t at = target.size();
+      target.resize(at + (end - i));
+      std::copy(begin() + static_cast<difference_type>(i),
+                begin() + static_cast<difference_type>(end), target.begin() + at);
+      i = end - 1;
       continue;
     }
+    const unsigned short unit = (*this)[i];
     const int page = nativeCodePage();
     // UTF-8 is the one native form that holds a surrogate pair as a single character.
     const int pairLength = page == static_cast<int>(plat::CP_UTF8) && isHighSurrogate(unit) &&

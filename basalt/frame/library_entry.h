@@ -1,0 +1,33 @@
+#ifndef BASALT_FRAME_LIBRARY_ENTRY_H
+#define BASALT_FRAME_LIBRARY_ENTRY_H
+
+#include "basalt/logging/core_log.h"
+#include "basalt/platform/thread_library.h"
+#include "basalt/platform/win_types.h"
+
+namespace basalt::frame {
+
+// Why the entry point is called.
+constexpr platform::DWORD DLL_PROCESS_DETACH = 0;
+constexpr platform::DWORD DLL_PROCESS_ATTACH = 1;
+constexpr platform::DWORD DLL_THREAD_ATTACH = 2;
+constexpr platform::DWORD DLL_THREAD_DETACH = 3;
+
+// What the loader calls, after the static objects are made (process attach) and before the
+// exit list runs (process detach). The module handle and the reserved word are not used.
+// Returns 1 for every reason: no failure makes the load fail.
+platform::BOOL libraryEntryPoint(platform::HANDLE module, platform::DWORD reason, void* reserved);
+
+// Brings up the thread library and makes the log object while the ORB's instance is held.
+void startLibrary();
+
+// The thread library's bracket for this process: set on process attach, deleted on detach.
+extern platform::JTCInitialize* threadLibraryInit;
+
+// The log the library's own code writes through. Set on process attach and not reset on
+// detach: nothing may use it once the library is being unloaded.
+extern CoreLog* libraryLog;
+
+} // namespace basalt::frame
+
+#endif

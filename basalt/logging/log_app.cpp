@@ -1,0 +1,41 @@
+#include "basalt/logging/log_app.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace basalt {
+namespace {
+
+bool nameBefore(const LogModule* entry, const KELPString& key) {
+  return entry->name < key;
+}
+
+} // namespace
+
+LogModule::LogModule(const KELPString& name, CoreLog::VerbosityType verbosity)
+    : name(name), verbosity(verbosity) {}
+
+LogApp::LogApp(const KELPString& name) : name(name) {}
+
+LogApp::~LogApp() {
+  for (LogModule* component : components) {
+    delete component;
+  }
+}
+
+void LogApp::addComponent(const KELPString& name, CoreLog::VerbosityType verbosity) {
+  auto entry = std::make_unique<LogModule>(name, verbosity);
+  const auto place = std::lower_bound(components.begin(), components.end(), name, nameBefore);
+  *components.insert(place, nullptr) = entry.release();
+  ++componentCount;
+}
+
+CoreLog::VerbosityType* LogApp::findComponent(const KELPString& name) {
+  const auto place = std::lower_bound(components.begin(), components.end(), name, nameBefore);
+  if (place != components.end() && (*place)->name == name) {
+    return &(*place)->verbosity;
+  }
+  return &verbosity;
+}
+
+} // namespace basalt

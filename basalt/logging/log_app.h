@@ -1,0 +1,41 @@
+#ifndef BASALT_LOGGING_LOG_APP_H
+#define BASALT_LOGGING_LOG_APP_H
+
+#include "basalt/logging/core_log.h"
+
+#include <vector>
+
+namespace basalt {
+
+// A component of a configured module, with the threshold that replaces the module's.
+class BASALT_API LogModule {
+public:
+  LogModule(const KELPString& name, CoreLog::VerbosityType verbosity);
+
+  KELPString name;
+  CoreLog::VerbosityType verbosity;
+};
+
+// A configured module: its threshold and its components, kept in ascending order of name by
+// code unit, case-sensitive.
+class BASALT_API LogApp {
+public:
+  explicit LogApp(const KELPString& name);
+  ~LogApp();
+  LogApp(const LogApp&) = delete;
+  LogApp& operator=(const LogApp&) = delete;
+
+  // Inserts in front of any component of the same name.
+  void addComponent(const KELPString& name, CoreLog::VerbosityType verbosity);
+  // The component's threshold; the module's own when the component is not configured.
+  CoreLog::VerbosityType* findComponent(const KELPString& name);
+
+  KELPString name;
+  CoreLog::VerbosityType verbosity = CoreLog::VerbosityOff;
+  int componentCount = 0;
+  std::vector<LogModule*> components; // owned
+};
+
+} // namespace basalt
+
+#endif

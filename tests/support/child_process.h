@@ -1,0 +1,24 @@
+#ifndef BASALT_TESTS_SUPPORT_CHILD_PROCESS_H
+#define BASALT_TESTS_SUPPORT_CHILD_PROCESS_H
+
+#include <string>
+#include <vector>
+
+namespace basalt::test {
+
+struct ChildResult {
+  int exitCode = -1;  // -1 when the child did not exit normally
+  std::string output; // standard output and standard error, interleaved
+};
+
+// Runs the program in arguments[0] without a shell, with this process's environment plus
+// the NAME=value pairs of environment (which replace variables of the same name).
+ChildResult runChild(const std::vector<std::string>& arguments,
+                     const std::vector<std::string>& environment);
+
+// The lines of text, without their line ends.
+std::vector<std::string> splitLines(const std::string& text);
+
+} // namespace basalt::test
+
+#endif
