@@ -5,6 +5,10 @@
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/platform/automation_strings.h"
+#include "basalt/platform/guid.h"
+#include "basalt/platform/variant.h"
+#include "basalt/text/formatted_text.h"
 #include "basalt/text/kelp_string.h"
+#include "basalt/text/string_converters.h"
 
 #endif

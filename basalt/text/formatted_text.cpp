@@ -1,0 +1,324 @@
+#include "basalt/text/formatted_text.h"
+
+#include "basalt/platform/runtime_format.h"
+#include "basalt/text/string_converters.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace plat = basalt::platform;
+
+namespace {
+
+// Where the engine stands inside a directive; outside one it is in Text.
+enum State : unsigned char {
+  Percent,
+  Flags,
+  Width,
+  WidthStar,
+  Point,
+  Precision,
+  PrecisionStar,
+  Size,
+  Text,
+  Fail
+};
+
+// The bytes that move the engine inside a directive, other than '%' and the conversions.
+enum ByteClass { FlagByte, ZeroByte, DigitByte, StarByte, PointByte, SizeByte, ByteClasses };
+
+// clang-format off
+constexpr State transitions[ByteClasses][Size + 1] = {
+  //              Percent    Flags      Width  WidthStar Point          Precision  PrecisionStar Size
+  /* # - + */    {Flags,     Flags,     Fail,  Fail,     Fail,          Fail,      Fail,         Fail},
+  /* 0 */        {Percent,   Flags,     Width, Fail,     Fail,          Precision, Fail,         Fail},
+  /* 1 to 9 */   {Width,     Width,     Width, Fail,     Precision,     Precision, Fail,         Fail},
+  /* * */        {WidthStar, WidthStar, Fail,  Fail,     PrecisionStar, Fail,      Fail,         Fail},
+  /* . */        {Point,     Point,     Point, Point,    Fail,          Fail,      Fail,         Fail},
+  /* h l */      {Size,      Size,      Size,  Size,     Size,          Size,      Size,         Fail},
+};
+// clang-format on
+
+// -1 for a byte that no state inside a directive accepts.
+int classOf(char byte) {
+  switch (byte) {
+  case '#':
+  case '-':
+  case '+':
+    return FlagByte;
+  case '0':
+    return ZeroByte;
+  case '*':
+    return StarByte;
+  case '.':
+    return PointByte;
+  case 'h':
+  case 'l':
+    return SizeByte;
+  default:
+    return byte >= '1' && byte <= '9' ? DigitByte : -1;
+  }
+}
+
+enum class Conversion { None, Integer, Real, Pointer, Character, String };
+
+Conversion conversionOf(char byte) {
+  switch (byte) {
+  case 'd':
+  case 'i':
+  case 'o':
+  case 'u':
+  case 'x':
+  case 'X':
+    return Conversion::Integer;
+  case 'e':
+  case 'E':
+  case 'f':
+  case 'F':
+  case 'g':
+  case 'G':
+    return Conversion::Real;
+  case 'p':
+    return Conversion::Pointer;
+  case 'c':
+    return Conversion::Character;
+  case 's':
+    return Conversion::String;
+  default:
+    return Conversion::None;
+  }
+}
+
+// Format bytes aren't code-page text: each is widened as a signed byte, so 0xE9 gives 0xFFE9.
+void appendWidened(KELPString& out, const char* bytes, std::size_t count) {
+  const std::size_t at = out.size();
+  out.resize(at + count);
+  for (std::size_t i = 0; i < count; ++i) {
+    out[at + i] = static_cast<unsigned short>(static_cast<signed char>(bytes[i]));
+  }
+}
+
+constexpr std::size_t directiveSize = 32; // terminator included
+constexpr std::size_t resultSize = 256;
+
+class FormatEngine {
+public:
+  FormatEngine(KELPString& out, va_list* arguments) : out_(out), arguments_(arguments) {}
+
+  bool run(const char* format) {
+    State state = Text;
+    const char* directive = nullptr;
+    char size = 0;
+    for (const char* at = format; *at != '\0'; ++at) {
+      if (state == Text) {
+        if (*at == '%') {
+          directive = at;
+          size = 0;
+          state = Percent;
+        } else {
+          const std::size_t run = std::strcspn(at, "%");
+          appendWidened(out_, at, run);
+          at += run - 1;
+        }
+        continue;
+      }
+      if (*at == '%') {
+        out_ += static_cast<unsigned short>('%');
+        state = Text;
+        continue;
+      }
+      const Conversion conversion = conversionOf(*at);
+      if (conversion != Conversion::None) {
+        if (!convert(conversion, size, directive, at)) {
+          return false;
+        }
+        state = Text;
+        continue;
+      }
+      const int byteClass = classOf(*at);
+      if (byteClass < 0 || (state = transitions[byteClass][state]) == Fail) {
+        return false;
+      }
+      if (byteClass == SizeByte) {
+        size = *at;
+      }
+    }
+    // A directive cut off by the end of the format adds nothing.
+    return true;
+  }
+
+private:
+  // Characters and strings never go through the runtime: flags, width and precision have
+  // no effect on them, and a '*' takes no argument.
+  bool convert(Conversion conversion, char size, const char* first, const char* last) {
+    switch (conversion) {
+    case Conversion::Character: {
+      const int word = va_arg(*arguments_, int);
+      if (size == 'h') {
+        const char byte = static_cast<char>(word);
+        out_.append(&byte, 1);
+      } else {
+        out_ += static_cast<unsigned short>(word);
+      }
+      return true;
+    }
+    case Conversion::String:
+      if (size == 'h') {
+        out_.append(va_arg(*arguments_, const char*));
+        return true;
+      }
+      if (const auto* text = va_arg(*arguments_, const unsigned short*)) {
+        out_.append(text);
+        return true;
+      }
+      return false;
+    default:
+      return number(conversion, first, last);
+    }
+  }
+
+  // The directive from '%' through the conversion byte goes to the runtime with each '*'
+  // replaced by its argument, then with the value, through fixed buffers on the stack.
+  bool number(Conversion conversion, const char* first, const char* last) {
+    char directive[directiveSize];
+    std::size_t used = 0;
+    for (const char* at = first; at <= last; ++at) {
+      if (*at == '*') {
+        const int written = plat::_snprintf(directive + used, directiveSize - used, "%d",
+                                            static_cast<plat::LONG>(va_arg(*arguments_, int)));
+        if (written < 0) {
+          return false;
+        }
+        used += static_cast<std::size_t>(written);
+      } else if (used < directiveSize) {
+        directive[used++] = *at;
+      } else {
+        return false;
+      }
+    }
+    if (used == directiveSize) {
+      return false; // no room for the terminator
+    }
+    directive[used] = '\0';
+
+    char result[resultSize];
+    int length;
+    switch (conversion) {
+    case Conversion::Integer:
+      length = plat::_snprintf(result, resultSize, directive,
+                               static_cast<plat::LONG>(va_arg(*arguments_, int)));
+      break;
+    case Conversion::Real:
+      length = plat::_snprintf(result, resultSize, directive, va_arg(*arguments_, double));
+      break;
+    default:
+      length = plat::_snprintf(result, resultSize, directive, va_arg(*arguments_, const void*));
+      break;
+    }
+    if (length < 0 || static_cast<std::size_t>(length) > resultSize) {
+      return false;
+    }
+    appendWidened(out_, result, static_cast<std::size_t>(length));
+    return true;
+  }
+
+  KELPString& out_;
+  va_list* arguments_;
+};
+
+int copyOut(const KELPString& text, unsigned short* buffer, unsigned int size) {
+  const std::size_t count = std::min<std::size_t>(size, text.size());
+  std::copy_n(text.data(), count, buffer);
+  buffer[count] = 0;
+  return static_cast<int>(count);
+}
+
+bool isEscaped(unsigned short unit) {
+  return unit <= 0x20 || (unit >= 0x7F && unit <= 0xFF) ||
+         (unit < 0x7F && std::strchr("\"#%&'./:<>@[\\]^{|}~", unit) != nullptr);
+}
+
+} // namespace
+
+bool KELPString::build(const char* format, ...) {
+  clear();
+  va_list arguments;
+  va_start(arguments, format);
+  const bool complete = vbuild_private(format, arguments);
+  va_end(arguments);
+  return complete;
+}
+
+bool KELPString::buildAppend(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const bool complete = vbuild_private(format, arguments);
+  va_end(arguments);
+  return complete;
+}
+
+bool KELPString::vbuild(const char* format, va_list arguments) {
+  clear();
+  return vbuild_private(format, arguments);
+}
+
+bool KELPString::vbuild_private(const char* format, va_list arguments) {
+  if (format == nullptr) {
+    return false;
+  }
+  // The engine reads the list through a pointer to its own copy, so that it can hand the
+  // position on from one call to the next.
+  va_list copy;
+  va_copy(copy, arguments);
+  const bool complete = FormatEngine(*this, &copy).run(format);
+  va_end(copy);
+  return complete;
+}
+
+void KELPString::toEscaped() {
+  Base escaped;
+  escaped.reserve(size());
+  KELPString digits;
+  for (const unsigned short unit : *this) {
+    if (isEscaped(unit)) {
+      escaped.push_back('%');
+      StringConverters::convertIntegerToString(unit, digits, 16);
+      escaped.append(digits);
+    } else {
+      escaped.push_back(unit);
+    }
+  }
+  Base::swap(escaped);
+}
+
+int suprintf(unsigned short* buffer, unsigned int size, const char* format, ...) {
+  KELPString text;
+  va_list arguments;
+  va_start(arguments, format);
+  const bool complete = text.vbuild(format, arguments);
+  va_end(arguments);
+  return complete && buffer != nullptr ? copyOut(text, buffer, size) : 0;
+}
+
+int suprintf(unsigned short* buffer, unsigned int size, const unsigned short* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const int copied = vsnuprintf(buffer, size, format, arguments);
+  va_end(arguments);
+  return copied;
+}
+
+int vsnuprintf(unsigned short* buffer, unsigned int size, const unsigned short* format,
+               va_list arguments) {
+  std::string narrow;
+  KELPString(format).fillString(narrow);
+  KELPString text;
+  return text.vbuild(narrow.c_str(), arguments) && buffer != nullptr ? copyOut(text, buffer, size)
+                                                                     : 0;
+}
+
+int vsnuprintf(unsigned short* buffer, unsigned int size, const char* format, va_list arguments) {
+  KELPString text;
+  text.vbuild(format, arguments);
+  return buffer != nullptr ? copyOut(text, buffer, size) : 0;
+}
