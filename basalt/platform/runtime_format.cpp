@@ -1,5 +1,6 @@
 #include "basalt/platform/runtime_format.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -58,12 +59,16 @@ struct Directive {
   bool hasFlag(char flag) const { return std::memchr(flags, flag, flagCount) != nullptr; }
 };
 
+bool isFlag(char byte) {
+  return byte == '-' || byte == '+' || byte == ' ' || byte == '#' || byte == '0';
+}
+
 bool parse(const char* format, Directive& directive) {
   if (format == nullptr || *format != '%') {
     return false;
   }
   const char* at = format + 1;
-  for (; *at != '\0' && std::strchr("-+ #0", *at) != nullptr; ++at) {
+  for (; isFlag(*at); ++at) {
     if (!directive.hasFlag(*at)) {
       directive.flags[directive.flagCount++] = *at;
     }
@@ -100,20 +105,9 @@ bool mayFit(const Directive& directive, std::size_t size) {
   return (general && !directive.hasFlag('#')) || directive.precision <= room;
 }
 
-// The C library's format for the directive: its flags, width and precision from arguments,
-// then tail (size modifier and conversion).
-void cFormat(const Directive& directive, const char* tail, char* out) {
-  *out++ = '%';
-  std::memcpy(out, directive.flags, directive.flagCount);
-  out += directive.flagCount;
-  std::memcpy(out, "*.*", 3);
-  std::strcpy(out + 3, tail);
-}
-
-template <class Value>
-int render(char* buffer, std::size_t size, const char* format, int width, int precision,
-           Value value) {
-  const int length = std::snprintf(buffer, size, format, width, precision, value);
+template <class... Values>
+int render(char* buffer, std::size_t size, const char* format, Values... values) {
+  const int length = std::snprintf(buffer, size, format, values...);
   if (length < 0 || static_cast<std::size_t>(length) > size) {
     return -1;
   }
@@ -121,21 +115,24 @@ int render(char* buffer, std::size_t size, const char* format, int width, int pr
     // The C library always terminates, so a text that takes the whole buffer is made again
     // with room for its last byte.
     std::unique_ptr<char[]> whole(new char[size + 1]);
-    std::snprintf(whole.get(), size + 1, format, width, precision, value);
+    std::snprintf(whole.get(), size + 1, format, values...);
     std::memcpy(buffer, whole.get(), size);
   }
   return length;
 }
 
-int precisionOf(const Directive& directive) {
-  const bool general = directive.conversion == 'g' || directive.conversion == 'G';
-  if (general && directive.precision > longestGeneralPrecision) {
-    return static_cast<int>(longestGeneralPrecision);
-  }
-  return static_cast<int>(directive.precision);
+// The directive rebuilt for the C library, with tail in place of its size modifier and
+// conversion, and with width and precision taken as arguments.
+template <class Value>
+int renderRebuilt(char* buffer, std::size_t size, const Directive& directive, const char* tail,
+                  int precision, Value value) {
+  char format[16]; // '%', five flags, "*.*", two tail bytes, NUL
+  format[0] = '%';
+  std::strcpy(format + 1, directive.flags);
+  std::strcat(format, "*.*");
+  std::strcat(format, tail);
+  return render(buffer, size, format, static_cast<int>(directive.width), precision, value);
 }
-
-constexpr std::size_t cFormatSize = 16; // '%', five flags, "*.*", two tail bytes, NUL
 
 bool prepare(const char* format, std::size_t size, Argument argument, Directive& directive) {
   return parse(format, directive) && argumentOf(directive.conversion) == argument &&
@@ -144,18 +141,21 @@ bool prepare(const char* format, std::size_t size, Argument argument, Directive&
 
 } // namespace
 
+// A directive goes to the C library as it stands where it means the same there, which is
+// the common case and the fast one.
+
 int _snprintf(char* buffer, std::size_t size, const char* format, LONG value) {
   Directive directive;
   if (!prepare(format, size, Argument::Integer, directive)) {
     return -1;
   }
-  // 'l' is dropped: the value is 32 bits wide whatever the directive says.
-  const char tail[3] = {directive.size == 'h' ? 'h' : directive.conversion,
-                        directive.size == 'h' ? directive.conversion : '\0', '\0'};
-  char c[cFormatSize];
-  cFormat(directive, tail, c);
-  return render(buffer, size, c, static_cast<int>(directive.width), precisionOf(directive),
-                static_cast<int>(value));
+  if (directive.size != 'l') {
+    return render(buffer, size, format, static_cast<int>(value));
+  }
+  // Without the 'l': the value is 32 bits wide whatever the directive says.
+  const char conversion[2] = {directive.conversion, '\0'};
+  return renderRebuilt(buffer, size, directive, conversion, static_cast<int>(directive.precision),
+                       static_cast<int>(value));
 }
 
 int _snprintf(char* buffer, std::size_t size, const char* format, double value) {
@@ -163,10 +163,14 @@ int _snprintf(char* buffer, std::size_t size, const char* format, double value) 
   if (!prepare(format, size, Argument::Real, directive)) {
     return -1;
   }
-  const char tail[2] = {directive.conversion, '\0'};
-  char c[cFormatSize];
-  cFormat(directive, tail, c);
-  return render(buffer, size, c, static_cast<int>(directive.width), precisionOf(directive), value);
+  const bool general = directive.conversion == 'g' || directive.conversion == 'G';
+  const long long precision =
+      general ? std::min(directive.precision, longestGeneralPrecision) : directive.precision;
+  if (directive.size == 0 && precision == directive.precision) {
+    return render(buffer, size, format, value);
+  }
+  const char conversion[2] = {directive.conversion, '\0'};
+  return renderRebuilt(buffer, size, directive, conversion, static_cast<int>(precision), value);
 }
 
 int _snprintf(char* buffer, std::size_t size, const char* format, const void* value) {
@@ -175,11 +179,8 @@ int _snprintf(char* buffer, std::size_t size, const char* format, const void* va
   if (!prepare(format, size, Argument::Pointer, directive)) {
     return -1;
   }
-  char c[cFormatSize];
-  cFormat(directive, "lX", c);
-  return render(buffer, size, c, static_cast<int>(directive.width),
-                static_cast<int>(2 * sizeof(void*)),
-                static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(value)));
+  return renderRebuilt(buffer, size, directive, "lX", static_cast<int>(2 * sizeof(void*)),
+                       static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(value)));
 }
 
 } // namespace basalt::platform

@@ -89,23 +89,24 @@ Conversion conversionOf(char byte) {
   }
 }
 
-// Format bytes aren't code-page text: each is widened as a signed byte, so 0xE9 gives 0xFFE9.
-void appendWidened(KELPString& out, const char* bytes, std::size_t count) {
-  const std::size_t at = out.size();
-  out.resize(at + count);
-  for (std::size_t i = 0; i < count; ++i) {
-    out[at + i] = static_cast<unsigned short>(static_cast<signed char>(bytes[i]));
-  }
-}
-
 constexpr std::size_t directiveSize = 32; // terminator included
 constexpr std::size_t resultSize = 256;
+constexpr std::size_t pendingSize = 128;
 
+// Reads the format and appends to out. Units wait in a buffer on the stack and go into the
+// string together, so that a short format appends once.
 class FormatEngine {
 public:
   FormatEngine(KELPString& out, va_list* arguments) : out_(out), arguments_(arguments) {}
 
   bool run(const char* format) {
+    const bool complete = scan(format);
+    flush();
+    return complete;
+  }
+
+private:
+  bool scan(const char* format) {
     State state = Text;
     const char* directive = nullptr;
     char size = 0;
@@ -116,14 +117,12 @@ public:
           size = 0;
           state = Percent;
         } else {
-          const std::size_t run = std::strcspn(at, "%");
-          appendWidened(out_, at, run);
-          at += run - 1;
+          putWidened(*at);
         }
         continue;
       }
       if (*at == '%') {
-        out_ += static_cast<unsigned short>('%');
+        put('%');
         state = Text;
         continue;
       }
@@ -147,7 +146,24 @@ public:
     return true;
   }
 
-private:
+  void put(unsigned short unit) {
+    if (pendingCount_ == pendingSize) {
+      flush();
+    }
+    pending_[pendingCount_++] = unit;
+  }
+
+  // Format bytes aren't code-page text: each is widened as a signed byte, so 0xE9 gives 0xFFE9.
+  void putWidened(char byte) {
+    const auto unsignedByte = static_cast<unsigned char>(byte);
+    put(unsignedByte < 0x80 ? unsignedByte : static_cast<unsigned short>(0xFF00 | unsignedByte));
+  }
+
+  void flush() {
+    out_.Base::append(pending_, pendingCount_);
+    pendingCount_ = 0;
+  }
+
   // Characters and strings never go through the runtime: flags, width and precision have
   // no effect on them, and a '*' takes no argument.
   bool convert(Conversion conversion, char size, const char* first, const char* last) {
@@ -156,13 +172,15 @@ private:
       const int word = va_arg(*arguments_, int);
       if (size == 'h') {
         const char byte = static_cast<char>(word);
+        flush();
         out_.append(&byte, 1);
       } else {
-        out_ += static_cast<unsigned short>(word);
+        put(static_cast<unsigned short>(word));
       }
       return true;
     }
     case Conversion::String:
+      flush();
       if (size == 'h') {
         out_.append(va_arg(*arguments_, const char*));
         return true;
@@ -218,12 +236,16 @@ private:
     if (length < 0 || static_cast<std::size_t>(length) > resultSize) {
       return false;
     }
-    appendWidened(out_, result, static_cast<std::size_t>(length));
+    for (int i = 0; i < length; ++i) {
+      putWidened(result[i]);
+    }
     return true;
   }
 
   KELPString& out_;
   va_list* arguments_;
+  unsigned short pending_[pendingSize];
+  std::size_t pendingCount_ = 0;
 };
 
 int copyOut(const KELPString& text, unsigned short* buffer, unsigned int size) {

@@ -1,13 +1,14 @@
 #include "basalt/text/string_converters.h"
 
 #include <cmath>
+#include <type_traits>
 
 namespace plat = basalt::platform;
 
 namespace StringConverters {
 namespace {
 
-constexpr char alphabet[] = "0123456789ABCDEF";
+constexpr unsigned char alphabet[] = "0123456789ABCDEF";
 
 bool radixHasDigits(std::int32_t radix) {
   return radix >= 2 && radix <= 16;
@@ -32,6 +33,16 @@ bool isDigitOfRadix(unsigned short unit, std::int32_t radix, std::int32_t& digit
   return digit >= 0 && digit < radix;
 }
 
+// Puts the digits of magnitude in front of end; returns where they start.
+template <class Radix>
+unsigned short* putDigits(std::uint32_t magnitude, Radix radix, unsigned short* end) {
+  do {
+    *--end = alphabet[magnitude % radix];
+    magnitude /= radix;
+  } while (magnitude != 0);
+  return end;
+}
+
 // text becomes the digits of magnitude behind an optional '-'; returns the number of digits.
 std::int32_t writeDigits(bool negative, std::uint32_t magnitude, KELPString& text,
                          std::int32_t radix) {
@@ -40,18 +51,25 @@ std::int32_t writeDigits(bool negative, std::uint32_t magnitude, KELPString& tex
     return 0;
   }
   unsigned short units[33]; // 32 binary digits and a sign
-  unsigned short* first = units + sizeof(units) / sizeof(units[0]);
-  const auto base = static_cast<std::uint32_t>(radix);
-  do {
-    const std::uint32_t digit = magnitude % base;
-    *--first = alphabet[digit];
-    magnitude = (magnitude - digit) / base;
-  } while (magnitude != 0);
-  const auto digits = static_cast<std::int32_t>(units + sizeof(units) / sizeof(units[0]) - first);
+  unsigned short* const end = units + sizeof(units) / sizeof(units[0]);
+  // The radixes in common use get a constant divisor.
+  unsigned short* first;
+  switch (radix) {
+  case 10:
+    first = putDigits(magnitude, std::integral_constant<std::uint32_t, 10>(), end);
+    break;
+  case 16:
+    first = putDigits(magnitude, std::integral_constant<std::uint32_t, 16>(), end);
+    break;
+  default:
+    first = putDigits(magnitude, static_cast<std::uint32_t>(radix), end);
+    break;
+  }
+  const auto digits = static_cast<std::int32_t>(end - first);
   if (negative) {
     *--first = '-';
   }
-  text.assign(first, units + sizeof(units) / sizeof(units[0]));
+  text.assign(first, end);
   return digits;
 }
 
