@@ -5,7 +5,6 @@
 #include "basalt/text/string_converters.h"
 
 #include <benchmark/benchmark.h>
-
 #include <charconv>
 #include <cstdint>
 #include <cwchar>
@@ -22,7 +21,7 @@ std::int32_t nextValue(std::int32_t& seed) {
 void BM_BuildItems(benchmark::State& state) {
   KELPString text;
   std::int32_t seed = 1;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(text.build("%d items", nextValue(seed)));
     benchmark::DoNotOptimize(text.data());
   }
@@ -32,7 +31,7 @@ BENCHMARK(BM_BuildItems);
 void BM_SwprintfItems(benchmark::State& state) {
   wchar_t buffer[64];
   std::int32_t seed = 1;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(std::swprintf(buffer, 64, L"%d items", nextValue(seed)));
     benchmark::DoNotOptimize(buffer);
   }
@@ -42,7 +41,7 @@ BENCHMARK(BM_SwprintfItems);
 void BM_ConvertIntegerToString(benchmark::State& state) {
   KELPString text;
   std::int32_t seed = 1;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(StringConverters::convertIntegerToString(nextValue(seed), text, 10));
     benchmark::DoNotOptimize(text.data());
   }
@@ -52,7 +51,7 @@ BENCHMARK(BM_ConvertIntegerToString);
 void BM_ToChars(benchmark::State& state) {
   char buffer[16];
   std::int32_t seed = 1;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(std::to_chars(buffer, buffer + sizeof(buffer), nextValue(seed)));
     benchmark::DoNotOptimize(buffer);
   }

@@ -10,31 +10,6 @@
 namespace basalt::platform {
 namespace {
 
-enum class Argument { Integer, Real, Pointer, None };
-
-Argument argumentOf(char conversion) {
-  switch (conversion) {
-  case 'd':
-  case 'i':
-  case 'o':
-  case 'u':
-  case 'x':
-  case 'X':
-    return Argument::Integer;
-  case 'e':
-  case 'E':
-  case 'f':
-  case 'F':
-  case 'g':
-  case 'G':
-    return Argument::Real;
-  case 'p':
-    return Argument::Pointer;
-  default:
-    return Argument::None;
-  }
-}
-
 // A number above INT_MAX reads as INT_MAX + 1, which no buffer can hold anyway.
 constexpr long long tooLarge = static_cast<long long>(INT_MAX) + 1;
 
@@ -82,7 +57,8 @@ bool parse(const char* format, Directive& directive) {
     directive.size = *at++;
   }
   directive.conversion = *at;
-  return *at != '\0' && at[1] == '\0' && argumentOf(directive.conversion) != Argument::None;
+  return *at != '\0' && at[1] == '\0' &&
+         formatArgumentOf(directive.conversion) != FormatArgument::None;
 }
 
 // A double has at most 767 significant decimal digits, so %g (which drops trailing zeros)
@@ -114,9 +90,11 @@ int render(char* buffer, std::size_t size, const char* format, Values... values)
   if (length > 0 && static_cast<std::size_t>(length) == size) {
     // The C library always terminates, so a text that takes the whole buffer is made again
     // with room for its last byte.
-    std::unique_ptr<char[]> whole(new char[size + 1]);
-    std::snprintf(whole.get(), size + 1, format, values...);
-    std::memcpy(buffer, whole.get(), size);
+    char local[512];
+    std::unique_ptr<char[]> large(size < sizeof(local) ? nullptr : new char[size + 1]);
+    char* whole = large ? large.get() : local;
+    std::snprintf(whole, size + 1, format, values...);
+    std::memcpy(buffer, whole, size);
   }
   return length;
 }
@@ -134,19 +112,42 @@ int renderRebuilt(char* buffer, std::size_t size, const Directive& directive, co
   return render(buffer, size, format, static_cast<int>(directive.width), precision, value);
 }
 
-bool prepare(const char* format, std::size_t size, Argument argument, Directive& directive) {
-  return parse(format, directive) && argumentOf(directive.conversion) == argument &&
+bool prepare(const char* format, std::size_t size, FormatArgument argument, Directive& directive) {
+  return parse(format, directive) && formatArgumentOf(directive.conversion) == argument &&
          mayFit(directive, size);
 }
 
 } // namespace
+
+FormatArgument formatArgumentOf(char conversion) {
+  switch (conversion) {
+  case 'd':
+  case 'i':
+  case 'o':
+  case 'u':
+  case 'x':
+  case 'X':
+    return FormatArgument::Integer;
+  case 'e':
+  case 'E':
+  case 'f':
+  case 'F':
+  case 'g':
+  case 'G':
+    return FormatArgument::Real;
+  case 'p':
+    return FormatArgument::Pointer;
+  default:
+    return FormatArgument::None;
+  }
+}
 
 // A directive goes to the C library as it stands where it means the same there, which is
 // the common case and the fast one.
 
 int _snprintf(char* buffer, std::size_t size, const char* format, LONG value) {
   Directive directive;
-  if (!prepare(format, size, Argument::Integer, directive)) {
+  if (!prepare(format, size, FormatArgument::Integer, directive)) {
     return -1;
   }
   if (directive.size != 'l') {
@@ -160,7 +161,7 @@ int _snprintf(char* buffer, std::size_t size, const char* format, LONG value) {
 
 int _snprintf(char* buffer, std::size_t size, const char* format, double value) {
   Directive directive;
-  if (!prepare(format, size, Argument::Real, directive)) {
+  if (!prepare(format, size, FormatArgument::Real, directive)) {
     return -1;
   }
   const bool general = directive.conversion == 'g' || directive.conversion == 'G';
@@ -176,7 +177,7 @@ int _snprintf(char* buffer, std::size_t size, const char* format, double value) 
 int _snprintf(char* buffer, std::size_t size, const char* format, const void* value) {
   static_assert(sizeof(unsigned long) == sizeof(void*), "a pointer prints as an unsigned long");
   Directive directive;
-  if (!prepare(format, size, Argument::Pointer, directive)) {
+  if (!prepare(format, size, FormatArgument::Pointer, directive)) {
     return -1;
   }
   return renderRebuilt(buffer, size, directive, "lX", static_cast<int>(2 * sizeof(void*)),

@@ -13,6 +13,10 @@
 
 namespace basalt::platform {
 
+// The argument that a numeric conversion takes; None for any other byte.
+enum class FormatArgument { Integer, Real, Pointer, None };
+FormatArgument formatArgumentOf(char conversion);
+
 // format is exactly one directive, %[flags][width][.precision][h|l]conversion, with flags out
 // of "-+ #0" and no '*'. The overload must match the conversion: d i o u x X take a LONG,
 // e E f F g G a double, p a pointer.

@@ -294,17 +294,6 @@ bool convertVariantStringToInteger(tagVARIANT value, tagVARIANT& result) {
   return true;
 }
 
-bool convertVariantStringToFloat(tagVARIANT value, tagVARIANT& result) {
-  plat::VariantInit(&result);
-  double number;
-  if (!convertStringToReal(number, variantText(value), 10, '.')) {
-    return false;
-  }
-  result.vt = plat::VT_R4;
-  result.fltVal = static_cast<float>(number);
-  return true;
-}
-
 bool convertVariantStringToDouble(tagVARIANT value, tagVARIANT& result) {
   plat::VariantInit(&result);
   double number;
@@ -313,6 +302,17 @@ bool convertVariantStringToDouble(tagVARIANT value, tagVARIANT& result) {
   }
   result.vt = plat::VT_R8;
   result.dblVal = number;
+  return true;
+}
+
+bool convertVariantStringToFloat(tagVARIANT value, tagVARIANT& result) {
+  if (!convertVariantStringToDouble(value, result)) {
+    return false;
+  }
+  const auto number = static_cast<float>(result.dblVal);
+  plat::VariantInit(&result);
+  result.vt = plat::VT_R4;
+  result.fltVal = number;
   return true;
 }
 
