@@ -22,8 +22,7 @@ TEST(CodePages, CombiningPagesConvertLettersOneByOne) {
   const plat::WCHAR aWithTilde = 0x00C3; // only as 'A' and a combining tilde in 1258
   char bytes[3] = {};
   plat::BOOL usedDefault = plat::FALSE;
-  EXPECT_EQ(plat::WideCharToMultiByte(1258, 0, &aWithTilde, 1, bytes, 3, nullptr, &usedDefault),
-            1);
+  EXPECT_EQ(plat::WideCharToMultiByte(1258, 0, &aWithTilde, 1, bytes, 3, nullptr, &usedDefault), 1);
   EXPECT_EQ(bytes[0], '?');
   EXPECT_TRUE(usedDefault);
 }

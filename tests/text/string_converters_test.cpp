@@ -178,37 +178,35 @@ plat::VARIANT stringVariant(const char* text) {
   return variant;
 }
 
+// The text of the new string in result, which is released.
+Units takeText(plat::VARIANT& result) {
+  EXPECT_EQ(result.vt, plat::VT_BSTR);
+  EXPECT_NE(result.bstrVal, nullptr);
+  Units text(result.bstrVal, plat::SysStringLen(result.bstrVal));
+  plat::VariantClear(&result);
+  return text;
+}
+
 TEST(StringConverters, VariantsToText) {
   plat::VARIANT value;
   plat::VariantInit(&value);
   plat::VARIANT result;
-
   value.vt = plat::VT_I4;
   value.lVal = -42;
   EXPECT_EQ(convertVariantToString(value, result), 2);
-  ASSERT_EQ(result.vt, plat::VT_BSTR);
-  EXPECT_EQ(Units(result.bstrVal, plat::SysStringLen(result.bstrVal)), units("-42"));
-  plat::VariantClear(&result);
-
+  EXPECT_EQ(takeText(result), units("-42"));
   value.vt = plat::VT_R4;
   value.fltVal = 0.1F;
   EXPECT_EQ(convertVariantToString(value, result), 8);
-  EXPECT_EQ(Units(result.bstrVal), units(".100000000"));
-  plat::VariantClear(&result);
-
+  EXPECT_EQ(takeText(result), units(".100000000"));
   value.vt = plat::VT_R8;
   value.dblVal = 1.5;
   EXPECT_EQ(convertVariantToString(value, result), 2);
-  EXPECT_EQ(Units(result.bstrVal), units("1.50"));
-  plat::VariantClear(&result);
-
+  EXPECT_EQ(takeText(result), units("1.50"));
   value.vt = plat::VT_BOOL;
   value.boolVal = plat::VARIANT_TRUE;
   EXPECT_EQ(convertVariantToString(value, result), -1);
-  ASSERT_EQ(result.vt, plat::VT_BSTR);
-  ASSERT_NE(result.bstrVal, nullptr);
-  EXPECT_EQ(plat::SysStringLen(result.bstrVal), 0U);
-  plat::VariantClear(&result);
+  EXPECT_EQ(takeText(result), Units());
 }
 
 TEST(StringConverters, VariantStringsToNumbers) {
