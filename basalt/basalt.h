@@ -8,11 +8,14 @@
 #include "basalt/platform/automation_strings.h"
 #include "basalt/platform/guid.h"
 #include "basalt/platform/registry_types.h"
+#include "basalt/platform/variant.h"
 #include "basalt/system/file.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/system/registry_wrapper.h"
 #include "basalt/system/system_support.h"
+#include "basalt/text/formatted_text.h"
 #include "basalt/text/kelp_string.h"
+#include "basalt/text/string_converters.h"
 #include "basalt/text/thread_locale.h"
 
 #endif

@@ -71,14 +71,20 @@ WCHAR decodeWithIconv(iconv_t converter, const char* bytes, std::size_t count) {
   char* out = reinterpret_cast<char*>(output);
   std::size_t outLeft = sizeof(output);
   if (iconv(converter, &in, &inLeft, &out, &outLeft) == static_cast<std::size_t>(-1) ||
-      inLeft != 0 || sizeof(output) - outLeft != 2) {
+      inLeft != 0) {
+    return noUnit;
+  }
+  // The Vietnamese and Hebrew converters hold a base letter back to combine it with a mark
+  // that may follow; flushing gives it out.
+  if (iconv(converter, nullptr, nullptr, &out, &outLeft) == static_cast<std::size_t>(-1) ||
+      sizeof(output) - outLeft != 2) {
     return noUnit;
   }
   return static_cast<WCHAR>(output[0] | (output[1] << 8));
 }
 
 // One unit through iconv; 0 when the page has no form for it.
-WORD encodeWithIconv(iconv_t converter, WCHAR unit) {
+WORD encodeWithIconv(iconv_t converter, const CodePageInfo& info, WCHAR unit) {
   iconv(converter, nullptr, nullptr, nullptr, nullptr);
   unsigned char input[2] = {static_cast<unsigned char>(unit & 0xFF),
                             static_cast<unsigned char>(unit >> 8)};
@@ -95,7 +101,10 @@ WORD encodeWithIconv(iconv_t converter, WCHAR unit) {
   if (written == 1) {
     return output[0];
   }
-  return written == 2 ? static_cast<WORD>((output[0] << 8) | output[1]) : 0;
+  // A pair must be one double-byte character: iconv writes some letters of the Vietnamese and
+  // Hebrew pages as a base letter and a combining mark, which the page has no one byte for.
+  return written == 2 && isLead(info, output[0]) ? static_cast<WORD>((output[0] << 8) | output[1])
+                                                 : 0;
 }
 
 std::unique_ptr<CodePageTable> buildTable(const CodePageInfo& info) {
@@ -126,7 +135,7 @@ std::unique_ptr<CodePageTable> buildTable(const CodePageInfo& info) {
   }
   for (int unit = 0x80; unit < 0x10000; ++unit) {
     if (unit < 0xD800 || unit > 0xDFFF) {
-      table->toBytes[unit] = encodeWithIconv(encoder, static_cast<WCHAR>(unit));
+      table->toBytes[unit] = encodeWithIconv(encoder, info, static_cast<WCHAR>(unit));
     }
   }
   // Windows gives the five bytes that 1252 leaves undefined the C1 controls of the same value,

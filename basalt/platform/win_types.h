@@ -32,6 +32,8 @@ struct FILETIME {
 
 constexpr BOOL TRUE = 1;
 constexpr BOOL FALSE = 0;
+constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057);
+constexpr HRESULT S_OK = 0;
 
 } // namespace basalt::platform
 

@@ -3,6 +3,7 @@
 
 #include "basalt/export.h"
 
+#include <cstdarg>
 #include <string>
 
 // The library's one string type: 16-bit code units, each handled by itself (surrogate pairs
@@ -132,6 +133,30 @@ private:
   // Plain equality first, so that the tables are read only for units that differ.
   __attribute__((visibility("hidden"))) static bool chr_same_cb(unsigned short first,
                                                                 unsigned short second);
+public:
+  // The library's printf: a narrow format, 16-bit units out. %s and %c take wide text and a
+  // unit; %hs and %hc native text and a byte (%ls and %lc are the wide forms again). Flags,
+  // width and precision reach the numeric directives only: %5s adds the text as it is.
+  // Integers, '*' values and characters are 32 bits wide (%ld is %d), reals are doubles, and
+  // %p prints all hexadecimal digits of the pointer in capitals, without "0x". Outside a
+  // directive each byte is widened as a signed byte, so only 7-bit text comes through as
+  // itself. There is no blank flag, no "ll", "hh", "I64" or "L", no precision that starts with
+  // 0 (".0" is refused), and no %n, %S, %C or %Z.
+  //
+  // True when the whole format was read (a directive cut off by its end adds nothing); false
+  // at the first fault (a null format or %s text, a byte out of place, a number that doesn't fit
+  // its 256 bytes), with the text up to the fault kept.
+  bool build(const char* format, ...);       // empties the string first, even on a null format
+  bool buildAppend(const char* format, ...); // formats behind the text held
+  bool vbuild(const char* format, va_list arguments); // empties the string first
+
+  // Replaces the text by its escape form: each unit of 0x00 to 0x20, 0x7F to 0xFF and of
+  // "#%&'./:<>@[\]^{|}~ becomes '%' and its capital hexadecimal digits without leading zeros,
+  // so a line feed becomes "%A" and a blank "%20". Units of 0x100 and above stay as they are.
+  void toEscaped();
+
+private:
+  bool vbuild_private(const char* format, va_list arguments); // appends
 };
 
 // A constant empty wide text, for wherever a null wide pointer has to count as empty.
