@@ -22,6 +22,9 @@ using LPWSTR = WCHAR*;
 using LPCWSTR = const WCHAR*;
 using BSTR = WCHAR*;
 using HANDLE = void*;
+using HINSTANCE = struct HINSTANCE__*;
+using HMODULE = HINSTANCE;
+using FARPROC = void*;
 
 constexpr BOOL TRUE = 1;
 constexpr BOOL FALSE = 0;
