@@ -5,6 +5,8 @@
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/platform/automation_strings.h"
+#include "basalt/system/shared_library.h"
+#include "basalt/system/string_resource_library.h"
 #include "basalt/text/kelp_string.h"
 
 #endif
