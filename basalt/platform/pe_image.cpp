@@ -111,7 +111,7 @@ std::optional<PeImage> PeImage::parse(const unsigned char* bytes, std::size_t si
     return std::nullopt;
   }
   const unsigned char* fileHeader = bytes + peOffset + 4;
-  PeImage image(bytes, size);
+  PeImage image(bytes);
   image.machineType = readWord(fileHeader);
   const DWORD sectionCount = readWord(fileHeader + 2);
   const DWORD optionalSize = readWord(fileHeader + 16);

@@ -53,14 +53,13 @@ public:
                      const unsigned char*& data, DWORD& size) const;
 
 private:
-  PeImage(const unsigned char* bytes, std::size_t size) : bytes(bytes), size(size) {}
+  explicit PeImage(const unsigned char* bytes) : bytes(bytes) {}
 
   // The section whose file data holds rva, if any.
   const Section* sectionOf(DWORD rva) const;
   static DWORD mappedSize(const Section& section);
 
   const unsigned char* bytes;
-  std::size_t size;
   bool pe32Plus = false;
   WORD machineType = 0;
   DWORD directoryCount = 0;
