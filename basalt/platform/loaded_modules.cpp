@@ -276,7 +276,9 @@ HMODULE load(LPCWSTR name) {
     return loadFile(table, path);
   }
   for (const std::string& directory : searchDirectories()) {
-    const std::string candidate = directory + '/' + path;
+    std::string candidate = directory;
+    candidate += '/';
+    candidate += path;
     if (isRegularFile(candidate)) {
       return loadFile(table, candidate);
     }

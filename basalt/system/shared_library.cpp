@@ -36,7 +36,7 @@ SharedLibrary& SharedLibrary::operator=(const SharedLibrary& other) {
 }
 
 SharedLibrary::~SharedLibrary() {
-  unload();
+  unload_library(handle);
 }
 
 bool SharedLibrary::isLoaded() {

@@ -173,7 +173,7 @@ TEST(LoadLibrary, SearchesProgramCurrentLibraryPathThenPath) {
 
   const auto foundAt = [&] {
     const plat::HMODULE module = load(name);
-    const std::string at = module == nullptr ? "" : plat::findLoadedModule(module)->path();
+    std::string at = module == nullptr ? "" : plat::findLoadedModule(module)->path();
     plat::FreeLibrary(module);
     return at;
   };
@@ -225,6 +225,7 @@ TEST(LoadLibrary, ThreadsShareOneCountedModule) {
   const std::string path = modulePath("strings_201_ENU.dll");
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 500; ++i) {

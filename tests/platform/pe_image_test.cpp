@@ -59,11 +59,10 @@ Layout layoutOf(const Bytes& bytes) {
   return layout;
 }
 
-// Looks a string up in an exact-size heap copy, so that any read past the end is seen by
-// the address sanitizer.
+// The bytes are a vector of their exact size, so any read past the end is seen by the address
+// sanitizer.
 plat::DWORD lookUp(const Bytes& bytes, plat::UINT id, std::u16string* found = nullptr) {
-  const Bytes copy(bytes);
-  const auto image = plat::PeImage::parse(copy.data(), copy.size());
+  const auto image = plat::PeImage::parse(bytes.data(), bytes.size());
   if (!image) {
     return plat::ERROR_BAD_EXE_FORMAT;
   }

@@ -1,11 +1,10 @@
 // SharedLibrary and StringResourceLibrary on real message libraries and a real plugin.
 
+#include "../modules/test_modules.h"
 #include "basalt/platform/loaded_modules.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/system/shared_library.h"
 #include "basalt/system/string_resource_library.h"
-
-#include "../modules/test_modules.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -103,7 +102,8 @@ TEST(SharedLibrary, FindSymbolRecordsTheMiss) {
 
   ASSERT_TRUE(plugin.load(locator("test_plugin.so")));
   using Answer = int (*)();
-  const auto answer = reinterpret_cast<Answer>(plugin.findSymbol(text("basalt_test_plugin_answer")));
+  const auto answer =
+      reinterpret_cast<Answer>(plugin.findSymbol(text("basalt_test_plugin_answer")));
   ASSERT_NE(answer, nullptr);
   EXPECT_EQ(answer(), 42);
   EXPECT_EQ(plugin.findSymbol(text("no_such_symbol")), nullptr);
