@@ -1,6 +1,7 @@
 #include "basalt/platform/loaded_modules.h"
 
 #include "basalt/platform/code_pages.h"
+#include "basalt/platform/elf_dependencies.h"
 #include "basalt/platform/thread_state.h"
 #include "basalt/platform/utf8.h"
 
@@ -16,6 +17,7 @@
 #include <link.h>
 #include <map>
 #include <mutex>
+#include <set>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -144,14 +146,66 @@ private:
   int fd;
 };
 
-HMODULE loadElf(ModuleTable& table, const std::string& path, int fd) {
+std::string directoryOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
+}
+
+std::vector<std::string> neededLibraries(int fd) {
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) {
+    return {};
+  }
+  const auto size = static_cast<std::size_t>(status.st_size);
+  void* mapping = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
+  if (mapping == MAP_FAILED) {
+    return {};
+  }
+  std::vector<std::string> names =
+      elfNeededLibraries(static_cast<const unsigned char*>(mapping), size);
+  ::munmap(mapping, size);
+  return names;
+}
+
+// Loads, deepest first, what the object in file needs from directory, so that dlopen then
+// finds those by name among the objects already loaded.
+void preloadFromDirectory(const std::string& directory, int file, std::set<std::string>& visited,
+                          std::vector<void*>& preloaded) {
+  for (const std::string& name : neededLibraries(file)) {
+    std::string candidate = directory;
+    candidate += '/';
+    candidate += name;
+    if (name.find('/') != std::string::npos || !isRegularFile(candidate) ||
+        !visited.insert(candidate).second) {
+      continue;
+    }
+    const FileDescriptor dependency(::open(candidate.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (dependency.get() >= 0) {
+      preloadFromDirectory(directory, dependency.get(), visited, preloaded);
+    }
+    if (void* library = ::dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+      preloaded.push_back(library);
+    }
+  }
+}
+
+HMODULE loadElf(ModuleTable& table, const std::string& path, int fd, bool ownDirectoryFirst) {
   unsigned char header[EI_NIDENT + 4] = {};
   if (::pread(fd, header, sizeof header, 0) != static_cast<ssize_t>(sizeof header) ||
       header[EI_CLASS] != nativeElfClass ||
       static_cast<WORD>(header[18] | (header[19] << 8)) != nativeElfMachine) {
     return fail(ERROR_BAD_EXE_FORMAT);
   }
+  std::vector<void*> preloaded;
+  if (ownDirectoryFirst) {
+    std::set<std::string> visited{path};
+    preloadFromDirectory(directoryOf(path), fd, visited, preloaded);
+  }
   void* library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  // The object holds what it uses of the preloaded ones; the rest go again.
+  for (auto preload = preloaded.rbegin(); preload != preloaded.rend(); ++preload) {
+    ::dlclose(*preload);
+  }
   if (library == nullptr) {
     // A sound object for this machine that won't link: a dependency or symbol is missing.
     return fail(ERROR_MOD_NOT_FOUND);
@@ -173,7 +227,7 @@ HMODULE loadPeImage(ModuleTable& table, const std::string& path, int fd, std::si
 }
 
 // Loads the file at path, or counts it again when it is loaded already.
-HMODULE loadFile(ModuleTable& table, const std::string& path) {
+HMODULE loadFile(ModuleTable& table, const std::string& path, bool ownDirectoryFirst) {
   // Non-blocking, so that a FIFO can't hold the caller up.
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (file.get() < 0) {
@@ -196,7 +250,7 @@ HMODULE loadFile(ModuleTable& table, const std::string& path) {
   unsigned char magic[4] = {};
   const ssize_t got = ::pread(file.get(), magic, sizeof magic, 0);
   if (got == static_cast<ssize_t>(sizeof magic) && std::memcmp(magic, ELFMAG, SELFMAG) == 0) {
-    return loadElf(table, resolved, file.get());
+    return loadElf(table, resolved, file.get(), ownDirectoryFirst);
   }
   if (got >= 2 && magic[0] == 'M' && magic[1] == 'Z') {
     return loadPeImage(table, resolved, file.get(), static_cast<std::size_t>(status.st_size));
@@ -265,7 +319,8 @@ HMODULE loadFromDlopenSearch(ModuleTable& table, const std::string& name) {
   return enter(table, std::make_shared<LoadedModule>(path, library));
 }
 
-HMODULE load(LPCWSTR name) {
+HMODULE load(LPCWSTR name, DWORD flags) {
+  const bool ownDirectoryFirst = (flags & LOAD_WITH_ALTERED_SEARCH_PATH) != 0;
   if (name == nullptr) {
     return fail(ERROR_INVALID_PARAMETER);
   }
@@ -273,14 +328,14 @@ HMODULE load(LPCWSTR name) {
   ModuleTable& table = moduleTable();
   const std::lock_guard<std::recursive_mutex> lock(table.mutex);
   if (path.find('/') != std::string::npos) {
-    return loadFile(table, path);
+    return loadFile(table, path, ownDirectoryFirst);
   }
   for (const std::string& directory : searchDirectories()) {
     std::string candidate = directory;
     candidate += '/';
     candidate += path;
     if (isRegularFile(candidate)) {
-      return loadFile(table, candidate);
+      return loadFile(table, candidate, ownDirectoryFirst);
     }
   }
   return loadFromDlopenSearch(table, path);
@@ -331,11 +386,11 @@ HMODULE LoadLibraryExW(LPCWSTR name, HANDLE file, DWORD flags) {
   if (file != nullptr || (flags & ~knownFlags) != 0) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  return load(name);
+  return load(name, flags);
 }
 
 HMODULE LoadLibraryW(LPCWSTR name) {
-  return load(name);
+  return load(name, 0);
 }
 
 HMODULE LoadLibraryA(const char* name) {
@@ -352,7 +407,7 @@ HMODULE LoadLibraryA(const char* name) {
                                         static_cast<int>(length)) == 0) {
     return fail(ERROR_MOD_NOT_FOUND);
   }
-  return load(wide.data());
+  return load(wide.data(), 0);
 }
 
 FARPROC GetProcAddress(HMODULE module, const char* name) {

@@ -20,6 +20,8 @@
 
 namespace basalt::platform {
 
+// With this flag, what an ELF object needs is looked for first in the object's own
+// directory, as Windows does for a DLL's dependencies.
 constexpr DWORD LOAD_WITH_ALTERED_SEARCH_PATH = 0x8;
 
 // Null on failure, with the last error: ERROR_MOD_NOT_FOUND when there is no such file,

@@ -221,6 +221,25 @@ TEST(LoadLibrary, ElfObjectsLoadWithDlopenAndLendNoSymbols) {
   EXPECT_TRUE(plat::FreeLibrary(libm));
 }
 
+TEST(LoadLibrary, AlteredSearchTakesDependenciesFromTheModulesDirectory) {
+  Scratch scratch;
+  scratch.copy("with_dependency/libtest_dependency.so", "plugin/libtest_dependency.so");
+  const std::string plugin =
+      scratch.copy("with_dependency/libtest_dependent.so", "plugin/libtest_dependent.so").string();
+  EXPECT_EQ(plat::LoadLibraryExW(units(plugin).c_str(), nullptr, 0), nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
+
+  const plat::HMODULE module =
+      plat::LoadLibraryExW(units(plugin).c_str(), nullptr, plat::LOAD_WITH_ALTERED_SEARCH_PATH);
+  ASSERT_NE(module, nullptr);
+  using Answer = int (*)();
+  const auto answer =
+      reinterpret_cast<Answer>(plat::GetProcAddress(module, "basalt_test_dependent_answer"));
+  ASSERT_NE(answer, nullptr);
+  EXPECT_EQ(answer(), 43);
+  EXPECT_TRUE(plat::FreeLibrary(module));
+}
+
 TEST(LoadLibrary, ThreadsShareOneCountedModule) {
   const std::string path = modulePath("strings_201_ENU.dll");
   std::atomic<int> wrong{0};
