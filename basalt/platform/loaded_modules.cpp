@@ -59,10 +59,6 @@ ModuleTable& moduleTable() {
   return *table;
 }
 
-HMODULE handleOf(const LoadedModule* module) {
-  return reinterpret_cast<HMODULE>(const_cast<LoadedModule*>(module));
-}
-
 // The library's path in the system's form: UTF-8 with '/' for '\'.
 std::string toSystemPath(LPCWSTR name) {
   std::size_t length = 0;
@@ -98,11 +94,6 @@ std::string resolvedPath(const std::string& path) {
   return result;
 }
 
-std::string fileNameOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 bool isRegularFile(const std::string& path) {
   struct stat status {};
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
@@ -119,10 +110,23 @@ HMODULE countAgain(ModuleTable& table, const std::string& path) {
   return nullptr;
 }
 
+// A data module's handle is its record; an ELF object's is dlopen's, which the dynamic loader
+// hands out for it everywhere.
 HMODULE enter(ModuleTable& table, std::shared_ptr<LoadedModule> module) {
-  const HMODULE handle = handleOf(module.get());
+  const HMODULE handle = module->library() != nullptr ? module->library() : module.get();
   table.entries.emplace(handle, ModuleTable::Entry{std::move(module), 1});
   return handle;
+}
+
+// An ELF object that dlopen had loaded already, by this or another path, is counted again.
+HMODULE enterLibrary(ModuleTable& table, const std::string& path, void* library) {
+  const auto loaded = table.entries.find(library);
+  if (loaded != table.entries.end()) {
+    ::dlclose(library);
+    ++loaded->second.count;
+    return library;
+  }
+  return enter(table, std::make_shared<LoadedModule>(path, library));
 }
 
 HMODULE fail(DWORD error) {
@@ -210,7 +214,7 @@ HMODULE loadElf(ModuleTable& table, const std::string& path, int fd, bool ownDir
     // A sound object for this machine that won't link: a dependency or symbol is missing.
     return fail(ERROR_MOD_NOT_FOUND);
   }
-  return enter(table, std::make_shared<LoadedModule>(path, library));
+  return enterLibrary(table, path, library);
 }
 
 HMODULE loadPeImage(ModuleTable& table, const std::string& path, int fd, std::size_t size) {
@@ -312,11 +316,7 @@ HMODULE loadFromDlopenSearch(ModuleTable& table, const std::string& name) {
       ::dlinfo(library, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr && map->l_name[0] != '\0'
           ? resolvedPath(map->l_name)
           : name;
-  if (const HMODULE loaded = countAgain(table, path)) {
-    ::dlclose(library);
-    return loaded;
-  }
-  return enter(table, std::make_shared<LoadedModule>(path, library));
+  return enterLibrary(table, path, library);
 }
 
 HMODULE load(LPCWSTR name, DWORD flags) {
@@ -416,11 +416,11 @@ FARPROC GetProcAddress(HMODULE module, const char* name) {
     SetLastError(ERROR_PROC_NOT_FOUND);
     return nullptr;
   }
-  if (module == nullptr) {
-    void* program = ::dlopen(nullptr, RTLD_LAZY);
-    FARPROC address = findSymbol(program, name);
-    ::dlclose(program);
-    return address;
+  // The main program, by null or by the handle the dynamic loader gives it.
+  void* program = ::dlopen(nullptr, RTLD_LAZY);
+  ::dlclose(program);
+  if (module == nullptr || module == program) {
+    return findSymbol(program, name);
   }
   const std::shared_ptr<const LoadedModule> loaded = findLoadedModule(module);
   if (loaded == nullptr) {
@@ -457,20 +457,6 @@ std::shared_ptr<const LoadedModule> findLoadedModule(HMODULE module) {
   const std::lock_guard<std::recursive_mutex> lock(table.mutex);
   const auto found = table.entries.find(module);
   return found == table.entries.end() ? nullptr : found->second.module;
-}
-
-HMODULE findLoadedModule(const std::string& nameOrPath) {
-  const bool isPath = nameOrPath.find('/') != std::string::npos;
-  const std::string wanted = isPath ? resolvedPath(nameOrPath) : nameOrPath;
-  ModuleTable& table = moduleTable();
-  const std::lock_guard<std::recursive_mutex> lock(table.mutex);
-  for (const auto& [handle, entry] : table.entries) {
-    const std::string& path = entry.module->path();
-    if (isPath ? path == wanted : fileNameOf(path) == wanted) {
-      return handle;
-    }
-  }
-  return nullptr;
 }
 
 } // namespace basalt::platform

@@ -33,9 +33,10 @@ HMODULE LoadLibraryW(LPCWSTR name);
 // The name in the ANSI code page.
 HMODULE LoadLibraryA(const char* name);
 
-// An exported symbol of the module itself (not of what it depends on); a null module is the
-// main program. Null with ERROR_PROC_NOT_FOUND when there is none, which is always the case
-// for a data module and for an ordinal; ERROR_INVALID_HANDLE for a handle not loaded here.
+// An exported symbol of the module itself (not of what it depends on); a null module, or the
+// dynamic loader's handle of it, is the main program. Null with ERROR_PROC_NOT_FOUND when there is
+// none, which is always the case for a data module and for an ordinal; ERROR_INVALID_HANDLE for a
+// handle not loaded here.
 FARPROC GetProcAddress(HMODULE module, const char* name);
 
 // Gives back one load; the module goes with the last. FALSE with ERROR_INVALID_HANDLE for a
@@ -69,10 +70,6 @@ private:
 
 // The record behind a handle, or null when the handle isn't one of ours.
 std::shared_ptr<const LoadedModule> findLoadedModule(HMODULE module);
-
-// The loaded module with that path in the system's form, or, for a name without '/', with
-// that file name; null when there is none. Loads nothing and counts nothing.
-HMODULE findLoadedModule(const std::string& nameOrPath);
 
 } // namespace basalt::platform
 

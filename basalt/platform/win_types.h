@@ -22,8 +22,8 @@ using LPWSTR = WCHAR*;
 using LPCWSTR = const WCHAR*;
 using BSTR = WCHAR*;
 using HANDLE = void*;
-using HINSTANCE = struct HINSTANCE__*;
-using HMODULE = HINSTANCE;
+using HMODULE = void*;
+using HINSTANCE = HMODULE;
 using FARPROC = void*;
 
 constexpr BOOL TRUE = 1;
