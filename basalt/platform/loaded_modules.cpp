@@ -2,6 +2,7 @@
 
 #include "basalt/platform/code_pages.h"
 #include "basalt/platform/elf_dependencies.h"
+#include "basalt/platform/locale.h"
 #include "basalt/platform/thread_state.h"
 #include "basalt/platform/utf8.h"
 
@@ -403,7 +404,7 @@ HMODULE LoadLibraryA(const char* name) {
   }
   // No code page makes more units than bytes.
   std::vector<WCHAR> wide(length + 1, 0);
-  if (length > 0 && MultiByteToWideChar(CP_ACP, 0, name, static_cast<int>(length), wide.data(),
+  if (length > 0 && MultiByteToWideChar(GetACP(), 0, name, static_cast<int>(length), wide.data(),
                                         static_cast<int>(length)) == 0) {
     return fail(ERROR_MOD_NOT_FOUND);
   }

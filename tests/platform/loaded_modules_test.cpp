@@ -2,7 +2,9 @@
 // neither.
 
 #include "../modules/test_modules.h"
+#include "basalt/platform/code_pages.h"
 #include "basalt/platform/loaded_modules.h"
+#include "basalt/platform/locale.h"
 #include "basalt/platform/string_resources.h"
 #include "basalt/platform/thread_state.h"
 
@@ -155,6 +157,20 @@ TEST(LoadLibrary, DefaultExtensionAndTrailingDot) {
   EXPECT_EQ(string1(bare), u"Neutral hello");
   plat::FreeLibrary(withDll);
   plat::FreeLibrary(bare);
+}
+
+TEST(LoadLibrary, NonAsciiNamesReachTheFile) {
+  if (plat::GetACP() != plat::CP_UTF8) {
+    GTEST_SKIP() << "needs a UTF-8 locale";
+  }
+  Scratch scratch;
+  const std::string path = scratch.copy("strings_201_ENU.dll", "grüße €.dll").string();
+  const plat::HMODULE narrow = plat::LoadLibraryA(path.c_str());
+  ASSERT_NE(narrow, nullptr);
+  std::u16string wide(scratch.path.u16string() + u"\\grüße €.dll");
+  EXPECT_EQ(plat::LoadLibraryW(reinterpret_cast<const plat::WCHAR*>(wide.c_str())), narrow);
+  EXPECT_TRUE(plat::FreeLibrary(narrow));
+  EXPECT_TRUE(plat::FreeLibrary(narrow));
 }
 
 TEST(LoadLibrary, SearchesProgramCurrentLibraryPathThenPath) {
