@@ -82,8 +82,9 @@ int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size) {
   }
   const WCHAR* text = nullptr;
   std::size_t length = 0;
-  const DWORD error = findStringResource(
-      *loaded->image(), id, static_cast<LANGID>(GetUserDefaultLCID() & 0xFFFF), text, length);
+  // Read once: as on Windows, the user's default language is fixed for the process's life.
+  static const auto userLanguage = static_cast<LANGID>(GetUserDefaultLCID() & 0xFFFF);
+  const DWORD error = findStringResource(*loaded->image(), id, userLanguage, text, length);
   if (error != ERROR_SUCCESS) {
     SetLastError(error);
     return 0;
