@@ -5,8 +5,11 @@
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/platform/automation_strings.h"
+#include "basalt/system/file.h"
+#include "basalt/system/file_locator.h"
 #include "basalt/system/shared_library.h"
 #include "basalt/system/string_resource_library.h"
 #include "basalt/text/kelp_string.h"
+#include "basalt/text/thread_locale.h"
 
 #endif

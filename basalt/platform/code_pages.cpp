@@ -3,6 +3,7 @@
 #include "basalt/platform/thread_state.h"
 #include "basalt/platform/utf8.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -279,7 +280,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* units, int unit
     if (out.size() > static_cast<std::size_t>(byteCount)) {
       return fail(ERROR_INSUFFICIENT_BUFFER);
     }
-    std::memcpy(bytes, out.data(), out.size());
+    std::copy(out.begin(), out.end(), bytes);
   }
   return static_cast<int>(out.size());
 }

@@ -3,8 +3,9 @@
 #include "basalt/platform/code_pages.h"
 #include "basalt/platform/elf_dependencies.h"
 #include "basalt/platform/locale.h"
+#include "basalt/platform/modules.h"
+#include "basalt/platform/paths.h"
 #include "basalt/platform/thread_state.h"
-#include "basalt/platform/utf8.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -60,18 +61,6 @@ ModuleTable& moduleTable() {
   return *table;
 }
 
-// The library's path in the system's form: UTF-8 with '/' for '\'.
-std::string toSystemPath(LPCWSTR name) {
-  std::size_t length = 0;
-  while (name[length] != 0) {
-    ++length;
-  }
-  std::string path;
-  utf8::append(path, name, length);
-  std::replace(path.begin(), path.end(), '\\', '/');
-  return path;
-}
-
 // Windows appends ".dll" to a last component without a dot, and a trailing dot says "no
 // extension".
 std::string withDefaultExtension(std::string path) {
@@ -115,6 +104,8 @@ HMODULE countAgain(ModuleTable& table, const std::string& path) {
 // hands out for it everywhere.
 HMODULE enter(ModuleTable& table, std::shared_ptr<LoadedModule> module) {
   const HMODULE handle = module->library() != nullptr ? module->library() : module.get();
+  // GetModuleHandleW and GetModuleFileNameW find it from here on.
+  registerLoadedModule(handle, module->path());
   table.entries.emplace(handle, ModuleTable::Entry{std::move(module), 1});
   return handle;
 }
@@ -150,11 +141,6 @@ public:
 private:
   int fd;
 };
-
-std::string directoryOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
-}
 
 std::vector<std::string> neededLibraries(int fd) {
   struct stat status {};
@@ -204,7 +190,7 @@ HMODULE loadElf(ModuleTable& table, const std::string& path, int fd, bool ownDir
   std::vector<void*> preloaded;
   if (ownDirectoryFirst) {
     std::set<std::string> visited{path};
-    preloadFromDirectory(directoryOf(path), fd, visited, preloaded);
+    preloadFromDirectory(splitOsPath(path).directory, fd, visited, preloaded);
   }
   void* library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   // The object holds what it uses of the preloaded ones; the rest go again.
@@ -325,7 +311,7 @@ HMODULE load(LPCWSTR name, DWORD flags) {
   if (name == nullptr) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  const std::string path = withDefaultExtension(toSystemPath(name));
+  const std::string path = withDefaultExtension(toOsPath(name));
   ModuleTable& table = moduleTable();
   const std::lock_guard<std::recursive_mutex> lock(table.mutex);
   if (path.find('/') != std::string::npos) {
@@ -353,6 +339,16 @@ bool definedIn(void* library, void* address) {
   link_map* owner = nullptr;
   return ::dladdr1(address, &info, reinterpret_cast<void**>(&owner), RTLD_DL_LINKMAP) != 0 &&
          owner == own;
+}
+
+// The path of a module that the dynamic loader mapped without this layer, as for a handle
+// that GetModuleHandleW gave; empty when the handle is no module's.
+std::string processModulePath(HMODULE module) {
+  const DWORD saved = GetLastError();
+  std::vector<WCHAR> path(PATH_MAX + 1, 0);
+  const DWORD length = GetModuleFileNameW(module, path.data(), PATH_MAX + 1);
+  SetLastError(saved);
+  return length == 0 || length > PATH_MAX ? std::string() : toOsPath(path.data());
 }
 
 FARPROC findSymbol(void* library, const char* name) {
@@ -425,8 +421,17 @@ FARPROC GetProcAddress(HMODULE module, const char* name) {
   }
   const std::shared_ptr<const LoadedModule> loaded = findLoadedModule(module);
   if (loaded == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return nullptr;
+    // The loader's handle of an object it loaded at start serves no lookups: ask for the one
+    // dlopen gives.
+    const std::string path = processModulePath(module);
+    void* library = path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (library == nullptr) {
+      SetLastError(ERROR_INVALID_HANDLE);
+      return nullptr;
+    }
+    FARPROC address = findSymbol(library, name);
+    ::dlclose(library);
+    return address;
   }
   if (loaded->library() == nullptr) {
     SetLastError(ERROR_PROC_NOT_FOUND);
@@ -447,6 +452,7 @@ BOOL FreeLibrary(HMODULE module) {
     return FALSE;
   }
   if (--found->second.count == 0) {
+    unregisterLoadedModule(module);
     last = std::move(found->second.module);
     table.entries.erase(found);
   }

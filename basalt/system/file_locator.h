@@ -4,32 +4,58 @@
 #include "basalt/export.h"
 #include "basalt/text/kelp_string.h"
 
+#include <vector>
+
 namespace basalt {
 
 // The place of a file as name, extension and location, with the file name and the full file
-// name kept up to date from them. '\' separates directories, '.' the extension.
+// name kept up to date from them. '\' is the one separator of a path and '.' the one of an
+// extension; a '/' is just a character here. It opens nothing and accepts any text.
 class BASALT_API FileLocator {
 public:
-  FileLocator() = default;
-  FileLocator(const KELPString& fullPath);
+  FileLocator();
+  FileLocator(const KELPString& fullPath); // splits like setFullFileName
+  FileLocator(const FileLocator& other);
+  FileLocator& operator=(const FileLocator& other);
+  ~FileLocator();
 
-  const KELPString& getName() const { return name; }
-  const KELPString& getExtension() const { return extension; }
-  const KELPString& getFileName() const { return fileName; }
-  const KELPString& getLocation() const { return location; }
-  const KELPString& getFullFileName() const { return fullFileName; }
+  // Views of the live fields: they see later changes.
+  const KELPString& getName() const;
+  const KELPString& getExtension() const;
+  const KELPString& getFileName() const;
+  const KELPString& getLocation() const;
+  const KELPString& getFullFileName() const;
 
-  void setName(const KELPString& text);
-  void setExtension(const KELPString& text);
-  // Splits at the first dot; without one, the extension stays.
-  void setFileName(const KELPString& text);
-  void setFullFileName(const KELPString& text);
-  // Drops one trailing '\'.
-  void setLocation(const KELPString& text);
-  int isLocationSet() const { return location.empty() ? 0 : 1; }
+  // Taken as given: a dot stays in the name, and a leading dot in an extension gives a file
+  // name with two dots in a row.
+  void setName(const KELPString& newName);
+  void setExtension(const KELPString& newExtension);
+  // Splits at the first dot, so "a.b.c" is name "a" and extension "b.c". Text without a dot
+  // replaces the name and keeps the extension. A '\' stays in the name; the location stays.
+  void setFileName(const KELPString& newFileName);
+  // Splits at the last '\' and then at the last dot after it, so "a.b.c" is name "a.b" and
+  // extension "c", and a dot in a directory doesn't count.
+  void setFullFileName(const KELPString& fullPath);
+  // One trailing '\' is dropped: "C:\" becomes "C:".
+  void setLocation(const KELPString& newLocation);
+  // The directory of the loaded module of that name, or of the temporary files. 1 on success;
+  // on 0 nothing changes.
+  int setLocationToModule(const KELPString& moduleName);
+  int setLocationToTemp();
+
+  int isLocationSet() const;
+  // 1 when the full file name matches at least one directory entry, which may be a
+  // directory; the name and extension may hold the wildcards '*' and '?'.
+  int exists() const;
+  // Appends the bare names of the entries that the full file name matches, "." and ".."
+  // included, in the order the platform gives them, and cut at their last dot when
+  // stripExtensions isn't 0. Non-zero when at least one matched; out keeps what it held.
+  int listFiles(std::vector<KELPString>& out, int stripExtensions) const;
 
 private:
-  void from_string(const KELPString& text);
+  void from_string(const KELPString& fullPath);
+  int get_module_path(const KELPString& moduleName, KELPString& path) const;
+  int get_temp_path(KELPString& path) const;
   void recalc();
 
   KELPString name;

@@ -73,12 +73,65 @@ public:
   // One empty string for the whole process, valid while the library is loaded.
   static const KELPString& nullString();
 
+  // Case comes from fixed tables over the unit range, the same in every locale. They fold:
+  // every unit of a case class has one lower and one upper form, and no mapping lengthens a
+  // text (U+00DF stays itself).
+  static unsigned short chrToLower(unsigned short unit);
+  static unsigned short chrToUpper(unsigned short unit);
+  void toLower(); // every unit through size(), zero units included
+  void toUpper();
+
+  // Comparison of zero-terminated texts; null counts as empty. The sign runs the other way
+  // from the C library's: above 0 when first sorts before second. The value is the difference
+  // of the stored units at the first place that differs (second's minus first's), so a
+  // case-blind comparison gives 0 only for texts that match to their ends.
+  static int compare(const unsigned short* first, const unsigned short* second, bool caseBlind);
+  // At most count units; an empty and a non-empty text differ even when count is 0.
+  static int ncompare(const unsigned short* first, const unsigned short* second, unsigned int count,
+                      bool caseBlind);
+
+  // Exact comparisons of this text, up to its first zero unit, by unit value. Native text is
+  // converted first, never compared byte by byte; null counts as empty.
+  bool operator<(const KELPString& other) const;
+  bool operator==(const KELPString& other) const;
+  bool operator!=(const KELPString& other) const;
+  bool operator==(const unsigned short* text) const;
+  bool operator!=(const unsigned short* text) const;
+  bool operator==(const char* text) const;
+  bool operator!=(const char* text) const;
+
+  // compare and ncompare with this text as first.
+  int strcmp(const KELPString& other, bool caseBlind = false) const;
+  int strcmp(const unsigned short* text, bool caseBlind = false) const;
+  int strcmp(const char* text, bool caseBlind = false) const;
+  int strncmp(const KELPString& other, unsigned int count, bool caseBlind = false) const;
+  // text must hold count units (bytes for native text).
+  int strncmp(const unsigned short* text, unsigned int count, bool caseBlind = false) const;
+  int strncmp(const char* text, unsigned int count, bool caseBlind = false) const;
+
+  // Exact search from unit index from; all bits set when there is no match. An empty text is
+  // found at from unless from lies beyond the end.
+  unsigned int find(const KELPString& text, unsigned int from) const; // every unit of text
+  unsigned int find(const char* text, unsigned int from) const;       // up to its first zero
+  // The first count units of the converted text.
+  unsigned int find(const char* text, unsigned int from, unsigned int count) const;
+  // The byte is sign-extended, not converted: 0xE9 looks for U+FFE9.
+  unsigned int find(char unit, unsigned int from) const;
+
 private:
   unsigned int copy_from_native(const char* source, unsigned int length, NativeType type);
   unsigned int copy_from_internal(std::string& target, NativeType type) const;
   unsigned int copy_from_internal(Base& target) const;
   unsigned int nat_string_length(const char* text) const;
   unsigned int wide_string_length(const unsigned short* text) const;
+
+  // Hidden, unlike the rest of the class, so that the comparisons can inline them: an exported
+  // function may be interposed and is never inlined.
+  __attribute__((visibility("hidden"))) static bool chr_same(unsigned short first,
+                                                             unsigned short second);
+  // Plain equality first, so that the tables are read only for units that differ.
+  __attribute__((visibility("hidden"))) static bool chr_same_cb(unsigned short first,
+                                                                unsigned short second);
 };
 
 // A constant empty wide text, for wherever a null wide pointer has to count as empty.

@@ -5,6 +5,7 @@
 #include "basalt/platform/code_pages.h"
 #include "basalt/platform/loaded_modules.h"
 #include "basalt/platform/locale.h"
+#include "basalt/platform/modules.h"
 #include "basalt/platform/string_resources.h"
 #include "basalt/platform/thread_state.h"
 
@@ -94,11 +95,19 @@ TEST(LoadLibrary, OneFileOneHandleCounted) {
   std::string other = (scratch.path / "sub" / ".." / "sub" / "strings").string();
   std::replace(other.begin(), other.end(), '/', '\\');
   EXPECT_EQ(load(other), first);
+  // The modules of the process include it now, also by name and path.
+  EXPECT_EQ(plat::GetModuleHandleW(units("strings.dll").c_str()), first);
+  plat::WCHAR path[1024];
+  const plat::DWORD length = plat::GetModuleFileNameW(first, path, 1024);
+  std::string expected = fs::canonical(file).string();
+  std::replace(expected.begin(), expected.end(), '/', '\\');
+  EXPECT_EQ(std::basic_string<plat::WCHAR>(path, length), units(expected));
 
   EXPECT_TRUE(plat::FreeLibrary(first));
   EXPECT_EQ(string1(first), u"Hello");
   EXPECT_TRUE(plat::FreeLibrary(first));
   EXPECT_EQ(plat::findLoadedModule(first), nullptr);
+  EXPECT_EQ(plat::GetModuleHandleW(units("strings.dll").c_str()), nullptr);
   EXPECT_FALSE(plat::FreeLibrary(first));
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_HANDLE);
 }
@@ -218,6 +227,9 @@ TEST(LoadLibrary, ElfObjectsLoadWithDlopenAndLendNoSymbols) {
   EXPECT_EQ(plat::GetProcAddress(plugin, reinterpret_cast<const char*>(1)), nullptr);
   EXPECT_EQ(plat::GetProcAddress(nullptr, "basalt_test_plugin_answer"), nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
+  // A shared object the process had without us, by the handle GetModuleHandleW gives.
+  EXPECT_NE(plat::GetProcAddress(plat::GetModuleHandleW(units("libc.so.6").c_str()), "abs"),
+            nullptr);
   int notAModule = 0;
   EXPECT_EQ(plat::GetProcAddress(&notAModule, "x"), nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_HANDLE);

@@ -1,0 +1,241 @@
+#include "basalt/platform/find_files.h"
+
+#include "basalt/platform/paths.h"
+#include "basalt/platform/thread_state.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace basalt::platform {
+namespace {
+
+// The elements of a name pattern after the rewriting that Windows does before it matches:
+// '?' always, and '*' or '.' next to a wildcard or at the end, take their MS-DOS meanings.
+enum class Token {
+  literal,
+  star,        // any run of characters
+  dosStar,     // any run of characters that doesn't take the name's last dot
+  dosQuestion, // one character, or none at a dot or at the end of the name
+  dosDot       // a dot, or nothing at the end of the name
+};
+
+struct PatternElement {
+  Token token;
+  WCHAR unit;
+};
+
+constexpr WCHAR dot = '.';
+
+bool hasWildcards(const WideString& component) {
+  return component.find_first_of(WideString{'*', '?'}) != WideString::npos;
+}
+
+// A compiled pattern and the room its matching needs, used for every name of a listing.
+class NamePattern {
+public:
+  explicit NamePattern(const WideString& component) {
+    for (std::size_t i = 0; i < component.size(); ++i) {
+      const WCHAR unit = component[i];
+      const WCHAR next = i + 1 < component.size() ? component[i + 1] : 0;
+      Token token = Token::literal;
+      if (unit == '?') {
+        token = Token::dosQuestion;
+      } else if (unit == '*') {
+        token = next == dot ? Token::dosStar : Token::star;
+      } else if (unit == dot && (next == '*' || next == '?' || next == 0)) {
+        token = Token::dosDot;
+      }
+      elements.push_back({token, unit});
+    }
+  }
+
+  // Dynamic programming from the ends, one row of the pattern at a time, so no pattern can
+  // make the match take more than pattern length times name length steps.
+  bool matches(const WideString& name) {
+    const std::size_t length = name.size();
+    const std::size_t lastDot = name.rfind(dot);
+    below.assign(length + 1, 0); // row i + 1
+    row.assign(length + 1, 0);   // row i
+    below[length] = 1;
+    for (std::size_t i = elements.size(); i-- > 0;) {
+      const PatternElement& element = elements[i];
+      for (std::size_t j = length + 1; j-- > 0;) {
+        const bool atEnd = j == length;
+        const bool atDot = !atEnd && name[j] == dot;
+        bool result = false;
+        switch (element.token) {
+        case Token::literal:
+          result = !atEnd && name[j] == element.unit && below[j + 1] != 0;
+          break;
+        case Token::star:
+          result = below[j] != 0 || (!atEnd && row[j + 1] != 0);
+          break;
+        case Token::dosStar:
+          result = below[j] != 0 || (!atEnd && j != lastDot && row[j + 1] != 0);
+          break;
+        case Token::dosQuestion:
+          result = (atEnd || atDot) ? below[j] != 0 : below[j + 1] != 0;
+          break;
+        case Token::dosDot:
+          result = atEnd ? below[j] != 0 : atDot && below[j + 1] != 0;
+          break;
+        }
+        row[j] = result ? 1 : 0;
+      }
+      std::swap(below, row);
+    }
+    return below[0] != 0;
+  }
+
+private:
+  std::vector<PatternElement> elements;
+  std::vector<char> below;
+  std::vector<char> row;
+};
+
+struct Entry {
+  std::string name;
+  DWORD attributes;
+};
+
+struct FindState {
+  std::vector<Entry> entries;
+  std::size_t next = 0;
+};
+
+// Follows a link to tell a directory.
+DWORD attributesOf(int directory, const char* path) {
+  struct stat status {};
+  return ::fstatat(directory, path, &status, 0) == 0 && S_ISDIR(status.st_mode)
+             ? FILE_ATTRIBUTE_DIRECTORY
+             : FILE_ATTRIBUTE_NORMAL;
+}
+
+// The type the directory gives, when it gives one that needs no look at the entry itself.
+DWORD attributesOf(int directory, const dirent& entry) {
+  switch (entry.d_type) {
+  case DT_DIR:
+    return FILE_ATTRIBUTE_DIRECTORY;
+  case DT_LNK:
+  case DT_UNKNOWN:
+    return attributesOf(directory, entry.d_name);
+  default:
+    return FILE_ATTRIBUTE_NORMAL;
+  }
+}
+
+DWORD errorOfErrno(int error) {
+  switch (error) {
+  case EACCES:
+  case EPERM:
+    return ERROR_ACCESS_DENIED;
+  case ENOMEM:
+    return ERROR_NOT_ENOUGH_MEMORY;
+  default:
+    return ERROR_PATH_NOT_FOUND;
+  }
+}
+
+// Why a name that isn't there isn't: a missing file in an existing directory, or more.
+DWORD errorOfMissingName(const std::string& directory, int error) {
+  struct stat status {};
+  if (error == ENOENT && ::stat(directory.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  return errorOfErrno(error);
+}
+
+DWORD listMatches(const std::string& directory, const WideString& component,
+                  std::vector<Entry>& entries) {
+  NamePattern pattern(component);
+  DIR* stream = ::opendir(directory.c_str());
+  if (stream == nullptr) {
+    return errorOfErrno(errno);
+  }
+  while (const dirent* entry = ::readdir(stream)) {
+    if (pattern.matches(fromOsPath(entry->d_name))) {
+      entries.push_back({entry->d_name, attributesOf(::dirfd(stream), *entry)});
+    }
+  }
+  ::closedir(stream);
+  std::sort(entries.begin(), entries.end(),
+            [](const Entry& a, const Entry& b) { return a.name < b.name; });
+  return entries.empty() ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS;
+}
+
+void fill(const Entry& entry, WIN32_FIND_DATAW* data) {
+  data->dwFileAttributes = entry.attributes;
+  // NAME_MAX bytes never make more units than the buffer holds; the cut is a guard only.
+  const WideString name = fromOsPath(entry.name);
+  const std::size_t count = std::min<std::size_t>(name.size(), MAX_PATH - 1);
+  std::copy_n(name.begin(), count, data->cFileName);
+  data->cFileName[count] = 0;
+}
+
+bool isValid(HANDLE find) {
+  return find != nullptr && find != INVALID_HANDLE_VALUE;
+}
+
+} // namespace
+
+HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
+  if (data == nullptr) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return INVALID_HANDLE_VALUE;
+  }
+  const std::string path = toOsPath(pattern);
+  if (path.empty()) {
+    SetLastError(ERROR_PATH_NOT_FOUND);
+    return INVALID_HANDLE_VALUE;
+  }
+  const OsPathParts parts = splitOsPath(path);
+  std::vector<Entry> entries;
+  DWORD error = ERROR_SUCCESS;
+  if (parts.lastComponent.empty()) {
+    error = errorOfMissingName(parts.directory, ENOENT);
+  } else if (const WideString component = fromOsPath(parts.lastComponent);
+             hasWildcards(component)) {
+    error = listMatches(parts.directory, component, entries);
+  } else if (struct stat status{}; ::lstat(path.c_str(), &status) == 0) {
+    entries.push_back({parts.lastComponent, attributesOf(AT_FDCWD, path.c_str())});
+  } else {
+    error = errorOfMissingName(parts.directory, errno);
+  }
+  if (error != ERROR_SUCCESS) {
+    SetLastError(error);
+    return INVALID_HANDLE_VALUE;
+  }
+  auto* state = new FindState{std::move(entries)};
+  fill(state->entries[state->next++], data);
+  return state;
+}
+
+BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data) {
+  if (!isValid(find) || data == nullptr) {
+    SetLastError(isValid(find) ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  auto* state = static_cast<FindState*>(find);
+  if (state->next == state->entries.size()) {
+    SetLastError(ERROR_NO_MORE_FILES);
+    return FALSE;
+  }
+  fill(state->entries[state->next++], data);
+  return TRUE;
+}
+
+BOOL FindClose(HANDLE find) {
+  if (!isValid(find)) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  delete static_cast<FindState*>(find);
+  return TRUE;
+}
+
+} // namespace basalt::platform

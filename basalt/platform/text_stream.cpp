@@ -1,0 +1,198 @@
+#include "basalt/platform/text_stream.h"
+
+#include "basalt/platform/paths.h"
+#include "basalt/platform/utf8.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <string>
+
+namespace basalt::platform {
+
+struct FILE {
+  std::FILE* file;
+  // Bytes read while decoding that belong to the characters after the one given out.
+  unsigned char lookahead[4];
+  std::size_t lookaheadCount;
+  // The second unit of a surrogate pair whose first unit went out last; 0 when none.
+  WCHAR pendingUnit;
+  // Whether the last call read: C wants a flush between writing and reading, and a seek
+  // between reading and writing.
+  bool reading;
+};
+
+namespace {
+
+constexpr WCHAR replacementCharacter = 0xFFFD;
+
+// Holds the runtime's own lock of the stream for the length of one call.
+class StreamLock {
+public:
+  explicit StreamLock(std::FILE* file) : file(file) { ::flockfile(file); }
+  ~StreamLock() { ::funlockfile(file); }
+  StreamLock(const StreamLock&) = delete;
+  StreamLock& operator=(const StreamLock&) = delete;
+
+private:
+  std::FILE* file;
+};
+
+FILE* openStream(const std::string& osName, const std::string& mode) {
+  // Up to a ',': a Windows encoding request (",ccs=...") would make the C stream wide. The
+  // 'e' after the first letter keeps the file from programs that the process starts.
+  std::string osMode = mode.substr(0, mode.find(','));
+  if (osMode.empty()) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  osMode.insert(1, 1, 'e');
+  std::FILE* file = std::fopen(osName.c_str(), osMode.c_str());
+  if (file == nullptr) {
+    return nullptr;
+  }
+  auto* stream = new (std::nothrow) FILE{file, {}, 0, 0, false};
+  if (stream == nullptr) {
+    std::fclose(file);
+    errno = ENOMEM;
+  }
+  return stream;
+}
+
+int nextByte(FILE* stream) {
+  if (stream->lookaheadCount == 0) {
+    return getc_unlocked(stream->file);
+  }
+  const unsigned char byte = stream->lookahead[0];
+  --stream->lookaheadCount;
+  std::memmove(stream->lookahead, stream->lookahead + 1, stream->lookaheadCount);
+  return byte;
+}
+
+// Gives back bytes to be read again, in front of any still waiting. The caller took at least
+// one byte more than it gives back, from the lookahead first, so they always fit.
+void putBack(FILE* stream, const unsigned char* bytes, std::size_t count) {
+  std::memmove(stream->lookahead + count, stream->lookahead, stream->lookaheadCount);
+  std::memcpy(stream->lookahead, bytes, count);
+  stream->lookaheadCount += count;
+}
+
+void startReading(FILE* stream) {
+  if (!stream->reading) {
+    std::fflush(stream->file);
+    stream->reading = true;
+  }
+}
+
+// Puts the file back where the reader got to, dropping what was read ahead.
+void startWriting(FILE* stream) {
+  if (stream->reading) {
+    std::fseek(stream->file, -static_cast<long>(stream->lookaheadCount), SEEK_CUR);
+    stream->lookaheadCount = 0;
+    stream->pendingUnit = 0;
+    stream->reading = false;
+  }
+}
+
+} // namespace
+
+FILE* fopen(const char* fileName, const char* mode) {
+  if (fileName == nullptr || mode == nullptr) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  return openStream(nativeToOsPath(fileName), mode);
+}
+
+FILE* _wfopen(LPCWSTR fileName, LPCWSTR mode) {
+  if (fileName == nullptr || mode == nullptr) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  std::string narrowMode;
+  for (; *mode != 0; ++mode) {
+    if (*mode >= 0x80) {
+      errno = EINVAL;
+      return nullptr;
+    }
+    narrowMode.push_back(static_cast<char>(*mode));
+  }
+  return openStream(toOsPath(fileName), narrowMode);
+}
+
+int fclose(FILE* stream) {
+  if (stream == nullptr) {
+    errno = EINVAL;
+    return EOF;
+  }
+  const int result = std::fclose(stream->file);
+  delete stream;
+  return result;
+}
+
+int fflush(FILE* stream) {
+  if (stream == nullptr) {
+    return std::fflush(nullptr);
+  }
+  const StreamLock lock(stream->file);
+  return stream->reading ? 0 : std::fflush(stream->file);
+}
+
+int fputws(LPCWSTR text, FILE* stream) {
+  if (text == nullptr || stream == nullptr) {
+    errno = EINVAL;
+    return WIDE_EOF;
+  }
+  std::size_t length = 0;
+  while (text[length] != 0) {
+    ++length;
+  }
+  std::string bytes;
+  utf8::append(bytes, text, length);
+  const StreamLock lock(stream->file);
+  startWriting(stream);
+  return std::fwrite(bytes.data(), 1, bytes.size(), stream->file) == bytes.size() ? 0 : WIDE_EOF;
+}
+
+WCHAR fgetwc(FILE* stream) {
+  if (stream == nullptr) {
+    errno = EINVAL;
+    return WIDE_EOF;
+  }
+  const StreamLock lock(stream->file);
+  startReading(stream);
+  if (stream->pendingUnit != 0) {
+    const WCHAR unit = stream->pendingUnit;
+    stream->pendingUnit = 0;
+    return unit;
+  }
+  const int lead = nextByte(stream);
+  if (lead == EOF) {
+    return WIDE_EOF;
+  }
+  if (lead < 0x80) {
+    return static_cast<WCHAR>(lead);
+  }
+  // The longest character has four bytes; what it doesn't use is given back.
+  unsigned char bytes[4] = {static_cast<unsigned char>(lead)};
+  std::size_t available = 1;
+  for (int byte = 0; available < sizeof bytes && (byte = nextByte(stream)) != EOF;) {
+    bytes[available++] = static_cast<unsigned char>(byte);
+  }
+  WCHAR units[2];
+  int unitCount = 0;
+  const std::size_t used = utf8::decode(bytes, available, units, unitCount);
+  // A byte that starts no character is the only one lost; decoding goes on behind it.
+  const std::size_t consumed = used == 0 ? 1 : used;
+  putBack(stream, bytes + consumed, available - consumed);
+  if (used == 0) {
+    return replacementCharacter;
+  }
+  if (unitCount == 2) {
+    stream->pendingUnit = units[1];
+  }
+  return units[0];
+}
+
+} // namespace basalt::platform

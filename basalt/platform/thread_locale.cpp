@@ -1,0 +1,32 @@
+#include "basalt/platform/thread_locale.h"
+
+#include "basalt/platform/locale.h"
+#include "basalt/platform/locale_identifiers.h"
+#include "basalt/platform/thread_state.h"
+
+namespace basalt::platform {
+namespace {
+
+// 0 (LOCALE_NEUTRAL) until the thread reads or sets its locale; it is never stored as such.
+thread_local LCID threadLocale = LOCALE_NEUTRAL;
+
+} // namespace
+
+BOOL SetThreadLocale(LCID locale) {
+  const LCID resolved = ConvertDefaultLocale(locale);
+  if (icuLocaleName(resolved).empty()) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  threadLocale = resolved;
+  return TRUE;
+}
+
+LCID GetThreadLocale() {
+  if (threadLocale == LOCALE_NEUTRAL) {
+    threadLocale = GetUserDefaultLCID();
+  }
+  return threadLocale;
+}
+
+} // namespace basalt::platform

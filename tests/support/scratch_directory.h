@@ -1,0 +1,115 @@
+#ifndef BASALT_TESTS_SUPPORT_SCRATCH_DIRECTORY_H
+#define BASALT_TESTS_SUPPORT_SCRATCH_DIRECTORY_H
+
+// A fresh directory under the system's temporary directory, removed with everything in it
+// when the object goes, and the few helpers that tests of files need around it.
+
+#include "basalt/platform/code_pages.h"
+#include "basalt/platform/utf8.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace basalt::test {
+
+class ScratchDirectory {
+public:
+  ScratchDirectory() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "basalt-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) != nullptr) {
+      path_ = pattern;
+    }
+  }
+  ~ScratchDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+
+  // The path of name inside the directory, as the OS spells it.
+  std::string os(std::string_view name) const { return (path_ / name).string(); }
+
+  // The same path in the library's form: '\' for '/'.
+  std::string library(std::string_view name) const {
+    std::string text = os(name);
+    for (char& c : text) {
+      if (c == '/') {
+        c = '\\';
+      }
+    }
+    return text;
+  }
+
+  void write(std::string_view name, std::string_view bytes) const {
+    std::ofstream(path_ / name, std::ios::binary) << bytes;
+  }
+
+  std::string read(std::string_view name) const {
+    std::ifstream in(path_ / name, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+
+private:
+  std::filesystem::path path_;
+};
+
+// Sets or removes TMPDIR for one test and puts back what was there.
+class TmpDirVariable {
+public:
+  explicit TmpDirVariable(const char* value) {
+    if (const char* old = std::getenv("TMPDIR")) {
+      saved = old;
+    }
+    if (value != nullptr) {
+      ::setenv("TMPDIR", value, 1);
+    } else {
+      ::unsetenv("TMPDIR");
+    }
+  }
+  ~TmpDirVariable() {
+    if (saved) {
+      ::setenv("TMPDIR", saved->c_str(), 1);
+    } else {
+      ::unsetenv("TMPDIR");
+    }
+  }
+  TmpDirVariable(const TmpDirVariable&) = delete;
+  TmpDirVariable& operator=(const TmpDirVariable&) = delete;
+
+private:
+  std::optional<std::string> saved;
+};
+
+using Units = std::basic_string<unsigned short>;
+
+// Wide text from a UTF-16 literal, for the library's 16-bit units.
+inline Units units(std::u16string_view text) {
+  return Units(text.begin(), text.end());
+}
+
+// Wide text from UTF-8, and back; for names and paths that tests spell in UTF-8.
+inline Units wide(const std::string& utf8) {
+  Units out(utf8.size(), 0);
+  const int count = basalt::platform::MultiByteToWideChar(basalt::platform::CP_UTF8, 0, utf8.data(),
+                                                          static_cast<int>(utf8.size()), out.data(),
+                                                          static_cast<int>(out.size()));
+  out.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+  return out;
+}
+
+inline std::string narrow(const Units& text) {
+  std::string out;
+  basalt::platform::utf8::append(out, text.data(), text.size());
+  return out;
+}
+
+} // namespace basalt::test
+
+#endif
