@@ -5,10 +5,14 @@
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/platform/automation_strings.h"
+#include "basalt/platform/guid.h"
+#include "basalt/platform/registry_types.h"
 #include "basalt/system/file.h"
 #include "basalt/system/file_locator.h"
+#include "basalt/system/registry_wrapper.h"
 #include "basalt/system/shared_library.h"
 #include "basalt/system/string_resource_library.h"
+#include "basalt/system/system_support.h"
 #include "basalt/text/kelp_string.h"
 #include "basalt/text/thread_locale.h"
 

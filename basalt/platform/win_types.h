@@ -26,6 +26,12 @@ using HMODULE = void*;
 using HINSTANCE = HMODULE;
 using FARPROC = void*;
 
+// 100-nanosecond intervals since 1 January 1601, UTC.
+struct FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+};
+
 constexpr BOOL TRUE = 1;
 constexpr BOOL FALSE = 0;
 

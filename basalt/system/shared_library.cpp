@@ -5,19 +5,13 @@
 #include "basalt/platform/loaded_modules.h"
 #include "basalt/platform/thread_state.h"
 #include "basalt/system/file_locator.h"
-
-#include <string>
+#include "basalt/system/system_support.h"
 
 namespace plat = basalt::platform;
 
 namespace {
 
 constexpr plat::LONG E_FAIL = static_cast<plat::LONG>(0x80004005u);
-
-// The platform's text for an error number: the one place where set_last_error gets words.
-void describeError(KELPString& text, plat::DWORD error) {
-  text = "System error " + std::to_string(error);
-}
 
 } // namespace
 
@@ -110,9 +104,9 @@ void* SharedLibrary::find_symbol(plat::HINSTANCE module, const KELPString& name)
 }
 
 void SharedLibrary::set_last_error() {
-  // Read first: nothing below may disturb the thread's last error before it is kept.
+  // Read first: making the text may set the thread's last error itself.
   const plat::DWORD error = plat::GetLastError();
   basalt::PavaneSynchronized guard(basalt::frame::sharedLibraryErrorMutex());
-  describeError(lastErrorText, error);
+  SystemSupport::FormatError(lastErrorText, error);
   lastErrorCode = error == 0 ? 0 : static_cast<plat::LONG>((error & 0xFFFF) | 0x80070000u);
 }

@@ -64,7 +64,7 @@ TEST(SharedLibrary, LastFailureStaysUntilTheNextFailure) {
   EXPECT_FALSE(library.isLoaded());
   EXPECT_EQ(library.hrLastError(), modNotFound);
   const KELPString notFound = library.lastError();
-  EXPECT_FALSE(notFound.empty());
+  EXPECT_EQ(notFound, text("The specified module could not be found."));
 
   ASSERT_TRUE(library.load(locator("strings_201_xx")));
   EXPECT_EQ(library.lastError(), notFound);
@@ -99,6 +99,7 @@ TEST(SharedLibrary, FindSymbolRecordsTheMiss) {
   SharedLibrary plugin;
   EXPECT_EQ(plugin.findSymbol(text("basalt_test_plugin_answer")), nullptr);
   EXPECT_EQ(plugin.hrLastError(), procNotFound);
+  EXPECT_EQ(plugin.lastError(), text("The specified procedure could not be found."));
 
   ASSERT_TRUE(plugin.load(locator("test_plugin.so")));
   using Answer = int (*)();

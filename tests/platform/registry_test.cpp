@@ -1,0 +1,388 @@
+#include "../support/registry_sandbox.h"
+#include "basalt/platform/registry.h"
+#include "basalt/platform/registry_store.h"
+#include "basalt/platform/thread_state.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
+
+namespace basalt::platform {
+namespace {
+
+using basalt::testing::RegistrySandbox;
+
+const WCHAR* w(const char16_t* text) {
+  static_assert(sizeof(char16_t) == sizeof(WCHAR));
+  return reinterpret_cast<const WCHAR*>(text);
+}
+
+std::string v5(const std::string& body) {
+  return "Windows Registry Editor Version 5.00\r\n\r\n" + body;
+}
+
+std::u16string code(LONG status) {
+  const std::string digits = std::to_string(status);
+  return u"<code " + std::u16string(digits.begin(), digits.end()) + u">";
+}
+
+// The text of a value through a fresh open; "<code N>" when the open or the read fails.
+std::u16string readText(const char16_t* key, const char16_t* value) {
+  HKEY handle = nullptr;
+  LONG status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(key), 0, KEY_READ, &handle);
+  if (status != ERROR_SUCCESS) {
+    return code(status);
+  }
+  WCHAR buffer[256] = {};
+  DWORD size = sizeof(buffer);
+  status =
+      RegQueryValueExW(handle, w(value), nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
+  RegCloseKey(handle);
+  if (status != ERROR_SUCCESS) {
+    return code(status);
+  }
+  return reinterpret_cast<const char16_t*>(buffer);
+}
+
+std::vector<std::u16string> subKeyNames(HKEY key) {
+  std::vector<std::u16string> names;
+  WCHAR name[256];
+  for (DWORD index = 0;; ++index) {
+    DWORD size = 256;
+    const LONG status = RegEnumKeyExW(key, index, name, &size, nullptr, nullptr, nullptr, nullptr);
+    if (status == ERROR_NO_MORE_ITEMS) {
+      return names;
+    }
+    EXPECT_EQ(status, ERROR_SUCCESS);
+    names.emplace_back(reinterpret_cast<const char16_t*>(name), size);
+  }
+}
+
+TEST(Registry, LaterSourcesOverrideEarlierOnesAndDirectoriesGoInNameOrder) {
+  RegistrySandbox sandbox;
+  sandbox.write("base.reg", v5("[HKEY_LOCAL_MACHINE\\Software\\Corvane]\r\n"
+                               "\"Name\"=\"base\"\r\n\"Keep\"=\"kept\"\r\n\"Drop\"=\"x\"\r\n"
+                               "[HKEY_LOCAL_MACHINE\\Software\\Corvane\\Gone\\Deeper]\r\n"));
+  sandbox.write("conf.d/20-second.reg", v5("[HKLM\\Software\\Corvane]\r\n\"Name\"=\"second\"\r\n"
+                                           "\"Drop\"=-\r\n[-HKLM\\Software\\Corvane\\Gone]\r\n"));
+  sandbox.write("conf.d/10-first.reg",
+                v5("[HKLM\\Software\\Corvane]\r\n\"Name\"=\"first\"\r\n\"Order\"=\"10\"\r\n"));
+  sandbox.write("conf.d/.hidden.reg", v5("[HKLM\\Software\\Corvane]\r\n\"Name\"=\"hidden\"\r\n"));
+  sandbox.write("conf.d/notes.txt", v5("[HKLM\\Software\\Corvane]\r\n\"Name\"=\"notes\"\r\n"));
+  sandbox.useSources("base.reg:conf.d");
+
+  EXPECT_EQ(readText(u"Software\\Corvane", u"Name"), u"second");
+  EXPECT_EQ(readText(u"Software\\Corvane", u"Order"), u"10");
+  EXPECT_EQ(readText(u"Software\\Corvane", u"Keep"), u"kept");
+  EXPECT_EQ(readText(u"Software\\Corvane", u"Drop"), u"<code 2>");
+  EXPECT_EQ(readText(u"Software\\Corvane\\Gone", u""), u"<code 2>");
+  EXPECT_TRUE(sandbox.events().empty());
+
+  sandbox.useSources("conf.d:base.reg");
+  EXPECT_EQ(readText(u"Software\\Corvane", u"Name"), u"base");
+  EXPECT_EQ(readText(u"Software\\Corvane", u"Drop"), u"x");
+}
+
+TEST(Registry, NamesMatchWithoutCaseAndSubKeysListInCaseBlindOrder) {
+  RegistrySandbox sandbox;
+  sandbox.write("r.reg",
+                basalt::testing::utf16File(
+                    u"Windows Registry Editor Version 5.00\r\n"
+                    u"[HKLM\\T\\beta]\r\n[HKLM\\T\\Alpha]\r\n\"Value\"=\"one\"\r\n"
+                    u"[HKLM\\T\\\u00c4rger]\r\n[HKLM\\T\\_under]\r\n[HKLM\\T\\Zeta]\r\n"
+                    u"[HKLM\\T\\\u00e4pfel]\r\n[HKLM\\t\\ALPHA]\r\n\"VALUE\"=\"two\"\r\n"),
+                1500000000);
+  sandbox.useSources("r.reg");
+
+  EXPECT_EQ(readText(u"t\\alpha", u"value"), u"two");
+  EXPECT_EQ(readText(u"T\\\u00e4RGER", u""), u"<code 2>"); // the key is found, it has no default
+
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"T"), 0, KEY_READ, &key), ERROR_SUCCESS);
+  EXPECT_EQ(subKeyNames(key), (std::vector<std::u16string>{u"Alpha", u"beta", u"Zeta", u"_under",
+                                                           u"\u00e4pfel", u"\u00c4rger"}));
+  WCHAR name[8];
+  DWORD size = 5; // "Alpha" needs room for its terminator too
+  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+            ERROR_MORE_DATA);
+  size = 6;
+  WCHAR className[4] = {'x'};
+  DWORD classSize = 4;
+  FILETIME written{};
+  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, className, &classSize, &written),
+            ERROR_SUCCESS);
+  EXPECT_EQ(size, 5u);
+  EXPECT_EQ(classSize, 0u);
+  EXPECT_EQ(className[0], 0);
+  const std::uint64_t ticks = (std::uint64_t{written.dwHighDateTime} << 32) | written.dwLowDateTime;
+  EXPECT_EQ(ticks, (1500000000ull + 11644473600ull) * 10000000ull);
+  EXPECT_EQ(RegEnumKeyExW(key, 6, name, &size, nullptr, nullptr, nullptr, nullptr),
+            ERROR_NO_MORE_ITEMS);
+  EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+}
+
+TEST(Registry, ValueSizesCountTheTerminatorAndSmallBuffersGet234) {
+  RegistrySandbox sandbox;
+  sandbox.write("r.reg", v5("[HKLM\\S]\r\n@=\"default\"\r\n\"t\"=\"abc\"\r\n"
+                            "\"n\"=dword:01020304\r\n\"m\"=hex(7):61,00,00,00,62,00,00,00,00,00\r\n"
+                            "\"e\"=hex:\r\n"));
+  sandbox.useSources("r.reg");
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"S"), 0, KEY_READ, &key), ERROR_SUCCESS);
+
+  DWORD type = 0;
+  DWORD size = 0;
+  EXPECT_EQ(RegQueryValueExW(key, w(u"t"), nullptr, &type, nullptr, &size), ERROR_SUCCESS);
+  EXPECT_EQ(type, REG_SZ);
+  EXPECT_EQ(size, 8u);
+  BYTE data[16] = {};
+  size = 7;
+  type = 0;
+  EXPECT_EQ(RegQueryValueExW(key, w(u"t"), nullptr, &type, data, &size), ERROR_MORE_DATA);
+  EXPECT_EQ(size, 8u);
+  EXPECT_EQ(type, REG_SZ);
+  EXPECT_EQ(data[0], 0);
+  EXPECT_EQ(RegQueryValueExW(key, w(u"t"), nullptr, nullptr, data, &size), ERROR_SUCCESS);
+  EXPECT_EQ(std::u16string(reinterpret_cast<const char16_t*>(data)), u"abc");
+
+  size = sizeof(data);
+  EXPECT_EQ(RegQueryValueExW(key, nullptr, nullptr, &type, data, &size), ERROR_SUCCESS);
+  EXPECT_EQ(size, 16u);
+  size = sizeof(data);
+  EXPECT_EQ(RegQueryValueExW(key, w(u"n"), nullptr, &type, data, &size), ERROR_SUCCESS);
+  EXPECT_EQ(type, REG_DWORD);
+  EXPECT_EQ(size, 4u);
+  EXPECT_EQ(data[0], 4);
+  size = sizeof(data);
+  EXPECT_EQ(RegQueryValueExW(key, w(u"M"), nullptr, &type, nullptr, &size), ERROR_SUCCESS);
+  EXPECT_EQ(type, REG_MULTI_SZ);
+  EXPECT_EQ(size, 10u);
+  size = 0;
+  EXPECT_EQ(RegQueryValueExW(key, w(u"e"), nullptr, &type, data, &size), ERROR_SUCCESS);
+  EXPECT_EQ(type, REG_BINARY);
+  EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+
+  // The narrow forms count bytes of the ANSI code page.
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "s", 0, KEY_READ, &key), ERROR_SUCCESS);
+  size = 0;
+  EXPECT_EQ(RegQueryValueExA(key, "T", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
+  EXPECT_EQ(size, 4u);
+  char narrow[8] = {};
+  size = 3;
+  EXPECT_EQ(RegQueryValueExA(key, "T", nullptr, &type, reinterpret_cast<BYTE*>(narrow), &size),
+            ERROR_MORE_DATA);
+  size = sizeof(narrow);
+  EXPECT_EQ(RegQueryValueExA(key, "m", nullptr, &type, reinterpret_cast<BYTE*>(narrow), &size),
+            ERROR_SUCCESS);
+  EXPECT_EQ(std::string(narrow, size), std::string("a\0b\0\0", 5));
+  size = sizeof(narrow);
+  EXPECT_EQ(RegQueryValueExA(key, "n", nullptr, &type, reinterpret_cast<BYTE*>(narrow), &size),
+            ERROR_SUCCESS);
+  EXPECT_EQ(size, 4u);
+  EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+}
+
+TEST(Registry, FailuresGiveWindowsCodes) {
+  RegistrySandbox sandbox;
+  sandbox.write("r.reg", v5("[HKLM\\A\\B]\r\n\"v\"=\"x\"\r\n"));
+  sandbox.useSources("r.reg");
+  HKEY key = reinterpret_cast<HKEY>(1);
+  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A\\C"), 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(key, nullptr);
+  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"\\A"), 0, KEY_READ, &key), ERROR_BAD_PATHNAME);
+  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A\\\\B"), 0, KEY_READ, &key),
+            ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A"), 0, KEY_SET_VALUE, &key),
+            ERROR_ACCESS_DENIED);
+  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A"), 1, KEY_READ, &key), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A"), 0, KEY_READ, nullptr),
+            ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(
+      RegOpenKeyExW(reinterpret_cast<HKEY>(std::uintptr_t{0x80000004}), nullptr, 0, KEY_READ, &key),
+      ERROR_INVALID_HANDLE);
+
+  ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A\\B\\"), 0, KEY_QUERY_VALUE, &key),
+            ERROR_SUCCESS);
+  WCHAR name[16];
+  DWORD size = 16;
+  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+            ERROR_ACCESS_DENIED);
+  EXPECT_EQ(RegQueryValueExW(key, w(u"w"), nullptr, nullptr, nullptr, &size), ERROR_FILE_NOT_FOUND);
+  DWORD reserved = 0;
+  EXPECT_EQ(RegQueryValueExW(key, w(u"v"), &reserved, nullptr, nullptr, &size),
+            ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(RegQueryValueExW(key, w(u"v"), nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
+  EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+
+  EXPECT_EQ(RegCloseKey(key), ERROR_INVALID_HANDLE);
+  EXPECT_EQ(RegQueryValueExW(key, w(u"v"), nullptr, nullptr, nullptr, &size), ERROR_INVALID_HANDLE);
+  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+            ERROR_INVALID_HANDLE);
+  EXPECT_EQ(RegCloseKey(reinterpret_cast<HKEY>(std::uintptr_t{0x1234})), ERROR_INVALID_HANDLE);
+  EXPECT_EQ(RegCloseKey(HKEY_LOCAL_MACHINE), ERROR_SUCCESS);
+}
+
+TEST(Registry, OpenKeysKeepTheVersionTheyWereOpenedOn) {
+  RegistrySandbox sandbox;
+  sandbox.write("r.reg", v5("[HKLM\\K]\r\n\"v\"=\"old\"\r\n[HKLM\\K\\Sub]\r\n\"s\"=\"old\"\r\n"));
+  sandbox.useSources("r.reg");
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"K"), 0, KEY_READ, &key), ERROR_SUCCESS);
+
+  sandbox.write("r.reg", v5("[HKLM\\K]\r\n\"v\"=\"newer\"\r\n[HKLM\\K\\Sub]\r\n\"s\"=\"new\"\r\n"));
+  WCHAR text[16] = {};
+  DWORD size = sizeof(text);
+  EXPECT_EQ(RegQueryValueExW(key, w(u"v"), nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size),
+            ERROR_SUCCESS);
+  EXPECT_EQ(std::u16string(reinterpret_cast<const char16_t*>(text)), u"old");
+  EXPECT_EQ(readText(u"K", u"v"), u"newer");
+
+  // An open below a held key sees the files as they are now.
+  HKEY sub = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(key, w(u"sub"), 0, KEY_READ, &sub), ERROR_SUCCESS);
+  size = sizeof(text);
+  EXPECT_EQ(RegQueryValueExW(sub, w(u"s"), nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size),
+            ERROR_SUCCESS);
+  EXPECT_EQ(std::u16string(reinterpret_cast<const char16_t*>(text)), u"new");
+  RegCloseKey(sub);
+
+  sandbox.write("r.reg", v5("[HKLM\\Other]\r\n"));
+  EXPECT_EQ(RegOpenKeyExW(key, w(u"Sub"), 0, KEY_READ, &sub), ERROR_KEY_DELETED);
+  EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+}
+
+TEST(Registry, FilesAreParsedAgainOnlyWhenTimeOrSizeChanges) {
+  RegistrySandbox sandbox;
+  sandbox.write("r.reg", v5("[HKLM\\C]\r\n\"v\"=\"aaaa\"\r\nbroken\r\n"), 1000);
+  sandbox.useSources("r.reg");
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(readText(u"C", u"v"), u"aaaa");
+  }
+  EXPECT_EQ(sandbox.events().size(), 1u);
+
+  // Same size and time: the cached parse stands, even though the bytes differ.
+  sandbox.write("r.reg", v5("[HKLM\\C]\r\n\"v\"=\"bbbb\"\r\nbroken\r\n"), 1000);
+  EXPECT_EQ(readText(u"C", u"v"), u"aaaa");
+  EXPECT_EQ(sandbox.events().size(), 1u);
+
+  sandbox.setTime("r.reg", 2000);
+  EXPECT_EQ(readText(u"C", u"v"), u"bbbb");
+  EXPECT_EQ(sandbox.events().size(), 2u); // a new version of the file, reported anew
+
+  sandbox.write("r.reg", v5("[HKLM\\C]\r\n\"v\"=\"ccccc\"\r\n"), 2000);
+  EXPECT_EQ(readText(u"C", u"v"), u"ccccc");
+  EXPECT_EQ(sandbox.events().size(), 2u);
+}
+
+TEST(Registry, BadLinesAndUnreadableFilesAreReportedOnce) {
+  RegistrySandbox sandbox;
+  const std::string bad = sandbox.write(
+      "bad.reg", v5("[HKLM\\R]\r\n\"v\"=\"kept\"\r\n\"w\"=dword:xyz\r\n\"u\"=\"also kept\"\r\n"));
+  const std::string plain = sandbox.write("plain.reg", "[HKLM\\R]\r\n\"v\"=\"lost\"\r\n");
+  ASSERT_EQ(::mkfifo(sandbox.path("pipe.reg").c_str(), 0600), 0);
+  sandbox.useSources("bad.reg:missing.reg:pipe.reg:plain.reg");
+
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(readText(u"R", u"v"), u"kept");
+    EXPECT_EQ(readText(u"R", u"u"), u"also kept");
+  }
+  const auto events = sandbox.events();
+  ASSERT_EQ(events.size(), 4u);
+  for (const auto& event : events) {
+    EXPECT_EQ(event.source, "basalt registry");
+    EXPECT_EQ(event.category, 0u);
+  }
+  EXPECT_EQ(events[0].type, "warning");
+  EXPECT_EQ(events[0].event, registryLineSkippedEvent);
+  EXPECT_EQ(events[0].strings, (std::vector<std::optional<std::string>>{
+                                   bad, "5", "dword: needs 1 to 8 hexadecimal digits"}));
+  EXPECT_EQ(events[1].type, "error");
+  EXPECT_EQ(events[1].event, registryFileUnreadableEvent);
+  EXPECT_EQ(events[1].strings, (std::vector<std::optional<std::string>>{
+                                   sandbox.path("missing.reg"),
+                                   "the file can't be opened: No such file or directory"}));
+  EXPECT_EQ(events[2].strings, (std::vector<std::optional<std::string>>{sandbox.path("pipe.reg"),
+                                                                        "not a regular file"}));
+  EXPECT_EQ(events[3].event, registryLineSkippedEvent);
+  EXPECT_EQ(events[3].strings[0], plain);
+  EXPECT_EQ(events[3].strings[1], "1");
+}
+
+TEST(Registry, NoSourceIsAnEmptyRegistry) {
+  RegistrySandbox sandbox;
+  HKEY key = nullptr;
+  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"Software"), 0, KEY_READ, &key),
+            ERROR_FILE_NOT_FOUND);
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, nullptr, 0, KEY_READ, &key), ERROR_SUCCESS);
+  WCHAR name[16];
+  DWORD size = 16;
+  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+            ERROR_NO_MORE_ITEMS);
+  RegCloseKey(key);
+
+  struct stat status {};
+  if (::stat("/etc/basalt", &status) != 0) {
+    ::unsetenv("BASALT_REGISTRY"); // the defaults, which don't exist here
+    EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"Software"), 0, KEY_READ, &key),
+              ERROR_FILE_NOT_FOUND);
+  }
+  EXPECT_TRUE(sandbox.events().empty());
+}
+
+TEST(Registry, ReadersOnManyThreadsSeeWholeVersionsWhileTheFileIsReplaced) {
+  RegistrySandbox sandbox;
+  const auto version = [](int n) {
+    std::string body = "[HKLM\\Shared]\r\n";
+    for (int i = 0; i < 50; ++i) {
+      body += "\"v" + std::to_string(i) + "\"=\"" + std::to_string(n) + "\"\r\n";
+    }
+    return v5(body);
+  };
+  sandbox.write("r.reg", version(0), 1);
+  sandbox.useSources("r.reg");
+  std::atomic<bool> stop{false};
+  std::atomic<int> failures{0};
+  std::vector<std::thread> readers;
+  for (int t = 0; t < 4; ++t) {
+    readers.emplace_back([&] {
+      while (!stop) {
+        HKEY key = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"Shared"), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+          ++failures;
+          continue;
+        }
+        std::u16string first;
+        for (int i = 0; i < 50; i += 7) {
+          WCHAR text[8] = {};
+          DWORD size = sizeof(text);
+          const std::u16string name = u"v" + std::u16string(1, static_cast<char16_t>('0' + i % 10));
+          RegQueryValueExW(key, w(name.c_str()), nullptr, nullptr, reinterpret_cast<BYTE*>(text),
+                           &size);
+          const std::u16string value(reinterpret_cast<const char16_t*>(text));
+          if (first.empty()) {
+            first = value;
+          } else if (value != first) {
+            ++failures; // one handle, one version
+          }
+        }
+        RegCloseKey(key);
+      }
+    });
+  }
+  for (int n = 1; n <= 40; ++n) {
+    // Replaced whole, as an editor saves, so a reader never meets half a file.
+    sandbox.write("next.reg", version(n), n + 1);
+    std::filesystem::rename(sandbox.path("next.reg"), sandbox.path("r.reg"));
+  }
+  stop = true;
+  for (auto& reader : readers) {
+    reader.join();
+  }
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(readText(u"Shared", u"v49"), u"40");
+  EXPECT_TRUE(sandbox.events().empty());
+}
+
+} // namespace
+} // namespace basalt::platform
