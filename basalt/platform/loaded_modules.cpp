@@ -249,15 +249,14 @@ HMODULE loadFile(ModuleTable& table, const std::string& path, bool ownDirectoryF
   return fail(ERROR_BAD_EXE_FORMAT);
 }
 
-std::string mainProgramDirectory() {
-  char buffer[PATH_MAX];
-  const ssize_t length = ::readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-  if (length <= 0) {
-    return {};
-  }
-  std::string path(buffer, static_cast<std::size_t>(length));
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+// The module's path as the module list has it, in the system's form; empty when the handle is
+// no module's. Null is the main program.
+std::string modulePath(HMODULE module) {
+  const DWORD saved = GetLastError();
+  std::vector<WCHAR> path(PATH_MAX + 1, 0);
+  const DWORD length = GetModuleFileNameW(module, path.data(), PATH_MAX + 1);
+  SetLastError(saved);
+  return length == 0 || length > PATH_MAX ? std::string() : toOsPath(path.data());
 }
 
 void appendSearchList(std::vector<std::string>& directories, const char* variable) {
@@ -281,8 +280,8 @@ void appendSearchList(std::vector<std::string>& directories, const char* variabl
 
 std::vector<std::string> searchDirectories() {
   std::vector<std::string> directories;
-  if (std::string program = mainProgramDirectory(); !program.empty()) {
-    directories.push_back(std::move(program));
+  if (const std::string program = modulePath(nullptr); !program.empty()) {
+    directories.push_back(splitOsPath(program).directory);
   }
   if (char* current = ::getcwd(nullptr, 0)) {
     directories.emplace_back(current);
@@ -339,16 +338,6 @@ bool definedIn(void* library, void* address) {
   link_map* owner = nullptr;
   return ::dladdr1(address, &info, reinterpret_cast<void**>(&owner), RTLD_DL_LINKMAP) != 0 &&
          owner == own;
-}
-
-// The path of a module that the dynamic loader mapped without this layer, as for a handle
-// that GetModuleHandleW gave; empty when the handle is no module's.
-std::string processModulePath(HMODULE module) {
-  const DWORD saved = GetLastError();
-  std::vector<WCHAR> path(PATH_MAX + 1, 0);
-  const DWORD length = GetModuleFileNameW(module, path.data(), PATH_MAX + 1);
-  SetLastError(saved);
-  return length == 0 || length > PATH_MAX ? std::string() : toOsPath(path.data());
 }
 
 FARPROC findSymbol(void* library, const char* name) {
@@ -423,7 +412,7 @@ FARPROC GetProcAddress(HMODULE module, const char* name) {
   if (loaded == nullptr) {
     // The loader's handle of an object it loaded at start serves no lookups: ask for the one
     // dlopen gives.
-    const std::string path = processModulePath(module);
+    const std::string path = modulePath(module);
     void* library = path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
     if (library == nullptr) {
       SetLastError(ERROR_INVALID_HANDLE);
