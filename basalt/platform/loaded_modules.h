@@ -9,6 +9,8 @@
 // A bare name is looked for in the main program's directory, the current directory, the
 // directories of LD_LIBRARY_PATH and then of PATH; an ELF object not found there is left to
 // dlopen's own search. A name with a separator is a path and is not searched for.
+// As on Windows, ".dll" is added to a last component without a dot, and a trailing dot
+// stands for no extension.
 
 #include "basalt/platform/pe_image.h"
 #include "basalt/platform/win_types.h"
