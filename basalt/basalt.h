@@ -12,6 +12,8 @@
 #include "basalt/system/file.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/system/registry_wrapper.h"
+#include "basalt/system/shared_library.h"
+#include "basalt/system/string_resource_library.h"
 #include "basalt/system/system_support.h"
 #include "basalt/text/formatted_text.h"
 #include "basalt/text/kelp_string.h"

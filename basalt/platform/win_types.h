@@ -23,6 +23,8 @@ using LPCWSTR = const WCHAR*;
 using BSTR = WCHAR*;
 using HANDLE = void*;
 using HMODULE = void*;
+using HINSTANCE = HMODULE;
+using FARPROC = void*;
 
 // 100-nanosecond intervals since 1 January 1601, UTC.
 struct FILETIME {
