@@ -235,7 +235,7 @@ TEST(BaseError, FailingCloneLeavesNothingBehind) {
 
   // Each copy of error clones the two client inserts again.
   budget = 1;
-  EXPECT_THROW(BaseError copy(error), std::runtime_error);
+  EXPECT_THROW(static_cast<void>(BaseError(error)), std::runtime_error);
   BaseError target(9, "Target", AnyError::SeverityWarning, AnyError::CompletedDefault);
   addText(target, "t");
   budget = 1;

@@ -56,7 +56,7 @@ TEST(ErrorsAcrossTheLibrary, ClientsThrowDeriveAndStore) {
   ASSERT_EQ(stored->numInserts(), 1);
   EXPECT_EQ(stored->getInsert(0)->isCoded(), 0);
 
-  Channel copy(channel);
+  Channel copy(channel); // NOLINT(performance-unnecessary-copy-initialization): under test
   EXPECT_NE(copy.GetLastError(), channel.GetLastError());
 }
 
