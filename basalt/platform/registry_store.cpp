@@ -40,6 +40,7 @@ struct FileStamp {
 struct ParsedFile {
   FileStamp stamp;
   std::vector<RegOperation> operations;
+  std::vector<RegFileProblem> problems;
 };
 
 WString widen(const std::string& utf8) {
@@ -85,11 +86,14 @@ bool isRegFileName(const std::string& name) {
 
 class RegistryStore {
 public:
-  std::shared_ptr<const RegistryTree> current() {
+  // sources, when not null, receives every source looked at and its problems.
+  std::shared_ptr<const RegistryTree> current(std::vector<RegistrySource>* sources) {
     std::lock_guard<std::mutex> lock(mutex);
+    inspected = sources;
     std::vector<std::shared_ptr<const ParsedFile>> inputs;
     std::map<std::string, std::shared_ptr<const ParsedFile>> used;
     collect(inputs, used);
+    inspected = nullptr;
     cache = std::move(used);
     if (tree == nullptr || inputs != lastInputs) {
       auto built = std::make_shared<RegistryTree>();
@@ -159,6 +163,9 @@ private:
 
   void addFile(const std::string& path, bool mustExist, Inputs& inputs, Used& used) {
     if (auto file = load(path, mustExist)) {
+      if (inspected != nullptr) {
+        inspected->push_back(RegistrySource{path, file->problems});
+      }
       inputs.push_back(file);
       used[path] = std::move(file);
     }
@@ -227,11 +234,15 @@ private:
                {path, std::to_string(problem.line), problem.what});
       }
     }
-    return std::make_shared<const ParsedFile>(ParsedFile{stamp, std::move(contents.operations)});
+    return std::make_shared<const ParsedFile>(
+        ParsedFile{stamp, std::move(contents.operations), std::move(contents.problems)});
   }
 
   // A failure is reported when it is new for its path, not again while it lasts.
   void reportFailure(const std::string& path, const std::string& what) {
+    if (inspected != nullptr) {
+      inspected->push_back(RegistrySource{path, {RegFileProblem{0, what}}});
+    }
     auto [at, inserted] = failures.emplace(path, what);
     if (!inserted && at->second == what) {
       return;
@@ -247,14 +258,25 @@ private:
   Inputs lastInputs;
   std::shared_ptr<const RegistryTree> tree;
   std::map<std::string, std::string> failures;
+  std::vector<RegistrySource>* inspected = nullptr;
 };
 
 } // namespace
 
-std::shared_ptr<const RegistryTree> currentRegistry() {
+RegistryStore& store() {
   // Never destroyed, so that the registry can still be read while the library unloads.
   static auto* store = new RegistryStore;
-  return store->current();
+  return *store;
+}
+
+std::shared_ptr<const RegistryTree> currentRegistry() {
+  return store().current(nullptr);
+}
+
+RegistryInspection inspectRegistry() {
+  RegistryInspection inspection;
+  inspection.tree = store().current(&inspection.sources);
+  return inspection;
 }
 
 } // namespace basalt::platform

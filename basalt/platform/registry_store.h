@@ -12,9 +12,12 @@
 //   event 1, warning: a line was skipped; strings: file, line number, what is wrong
 //   event 2, error: a file or directory can't be read; strings: file, what is wrong
 
+#include "basalt/export.h"
 #include "basalt/platform/registry_tree.h"
 
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace basalt::platform {
 
@@ -24,6 +27,25 @@ constexpr DWORD registryFileUnreadableEvent = 2;
 // The registry as the files are now. A file is parsed again only when its modification time,
 // size or identity has changed, and an unchanged set of files gives the same tree.
 std::shared_ptr<const RegistryTree> currentRegistry();
+
+// One source of the registry and what was wrong with it: the lines that were skipped, in
+// line order, or one problem with line 0 when the file gave nothing.
+struct RegistrySource {
+  std::string path;
+  std::vector<RegFileProblem> problems;
+};
+
+struct RegistryInspection {
+  std::shared_ptr<const RegistryTree> tree;
+  // Every source that was looked at, in the order of applying, unreadable ones included. A
+  // default source that doesn't exist isn't one.
+  std::vector<RegistrySource> sources;
+};
+
+// The tree that currentRegistry gives, with the sources behind it and every problem they
+// have, reported or not; for the tools that show operators what the library reads. Events
+// go out as currentRegistry sends them.
+BASALT_API RegistryInspection inspectRegistry();
 
 } // namespace basalt::platform
 

@@ -2,8 +2,10 @@
 #define BASALT_PLATFORM_REGISTRY_TREE_H
 
 // The registry as the .reg files describe it once their changes are applied in order.
-// A tree is built once and then only read, so any number of threads may share it.
+// A tree is built once and then only read, so any number of threads may share it. Its
+// readers are exported for the tools that ship with the library.
 
+#include "basalt/export.h"
 #include "basalt/platform/reg_file_parser.h"
 
 #include <array>
@@ -14,7 +16,7 @@
 namespace basalt::platform {
 
 // Names compare by their upper-case forms, one code unit at a time, as on Windows.
-WString foldName(const WString& name);
+BASALT_API WString foldName(const WString& name);
 
 struct RegValue {
   WString name;
@@ -32,7 +34,7 @@ struct RegKey {
   std::map<WString, RegValue> values; // by folded name
 
   // Null when there is no sub-key of that (folded) name.
-  const RegKey* findSubKey(const WString& folded) const;
+  BASALT_API const RegKey* findSubKey(const WString& folded) const;
 };
 
 class RegistryTree {
@@ -41,7 +43,7 @@ public:
   void apply(const std::vector<RegOperation>& operations, std::int64_t fileTime);
 
   // The root key of a hive slot (see reg_file_parser.h); null for a slot that holds no hive.
-  const RegKey* hive(int slot) const;
+  BASALT_API const RegKey* hive(int slot) const;
 
 private:
   std::array<RegKey, hiveSlots> hives;

@@ -2,8 +2,10 @@
 #define BASALT_PLATFORM_UTF8_H
 
 // Strict UTF-8 for the layer's edges (files, the OS, UTF-8 as a code page): no overlong
-// forms, no encoded surrogates, nothing above U+10FFFF.
+// forms, no encoded surrogates, nothing above U+10FFFF. Exported for the tools that ship
+// with the library.
 
+#include "basalt/export.h"
 #include "basalt/platform/win_types.h"
 
 #include <cstddef>
@@ -13,12 +15,12 @@ namespace basalt::platform::utf8 {
 
 // Decodes the character at bytes[0..available) into one or two units (a surrogate pair
 // above U+FFFF). Returns the bytes consumed, or 0 when no valid character starts there.
-std::size_t decode(const unsigned char* bytes, std::size_t available, WCHAR units[2],
-                   int& unitCount);
+BASALT_API std::size_t decode(const unsigned char* bytes, std::size_t available, WCHAR units[2],
+                              int& unitCount);
 
 // Appends units as UTF-8: a surrogate pair becomes one 4-byte character, a lone surrogate
 // becomes U+FFFD.
-void append(std::string& out, const WCHAR* units, std::size_t count);
+BASALT_API void append(std::string& out, const WCHAR* units, std::size_t count);
 
 } // namespace basalt::platform::utf8
 
