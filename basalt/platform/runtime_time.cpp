@@ -7,22 +7,14 @@ namespace basalt::platform {
 namespace {
 
 constexpr long nanosecondsPerMillisecond = 1000000;
-constexpr int secondsPerMinute = 60;
 
 } // namespace
 
 void _ftime(_timeb* now) {
   timespec clock{};
   ::clock_gettime(CLOCK_REALTIME, &clock);
-  const ::time_t seconds = clock.tv_sec;
-  tm local{};
-  ::localtime_r(&seconds, &local);
   now->time = clock.tv_sec;
   now->millitm = static_cast<unsigned short>(clock.tv_nsec / nanosecondsPerMillisecond);
-  const long westOfUtc = -(local.tm_gmtoff / secondsPerMinute);
-  now->dstflag = static_cast<short>(local.tm_isdst > 0 ? 1 : 0);
-  // tm_gmtoff holds daylight saving time; the runtime's field leaves it out.
-  now->timezone = static_cast<short>(now->dstflag != 0 ? westOfUtc + secondsPerMinute : westOfUtc);
 }
 
 char* ctime(const time_t* seconds) {

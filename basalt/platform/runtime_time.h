@@ -9,11 +9,10 @@ namespace basalt::platform {
 
 using time_t = std::int64_t;
 
+// The runtime's structure less its time zone fields, which nothing here reads.
 struct _timeb {
   time_t time;            // seconds since 1970-01-01 00:00 UTC
   unsigned short millitm; // milliseconds, 0 to 999
-  short timezone;         // minutes west of UTC, daylight saving time left out
-  short dstflag;          // non-zero while daylight saving time is in force
 };
 
 // The current time of day.
