@@ -132,7 +132,7 @@ bool CoreLog::ensure_init() {
 
 bool CoreLog::log(std::uint32_t message, VerbosityType level, const KELPString& module,
                   const KELPString& component, int insertCount, const unsigned short** inserts) {
-  if (insertCount != 0 && inserts == nullptr) {
+  if (insertCount < 0 || (insertCount != 0 && inserts == nullptr)) {
     return false;
   }
   if (!ensure_init()) {

@@ -46,7 +46,8 @@ public:
 
   // Writes a record of message with insertCount wide texts as its inserts. module selects the
   // threshold and is printed; component refines the threshold and may be empty. False when
-  // the record was refused; a record refused by level costs no lock.
+  // the record was refused; a record refused by level costs no lock. A negative insertCount,
+  // or inserts null with insertCount above 0, is refused.
   bool log(std::uint32_t message, VerbosityType level, const KELPString& module,
            const KELPString& component, int insertCount, const unsigned short** inserts);
 

@@ -1,11 +1,21 @@
 #include "basalt/logging/core_log_impl.h"
 
+#include "basalt/logging/event_source.h"
 #include "basalt/logging/log_app.h"
+#include "basalt/logging/message_library.h"
+#include "basalt/logging/message_text.h"
+#include "basalt/platform/event_log.h"
+#include "basalt/platform/runtime_time.h"
+#include "basalt/system/file.h"
+#include "basalt/system/file_locator.h"
+#include "basalt/system/registry_wrapper.h"
 #include "basalt/text/system_locale_info.h"
 
 #include <algorithm>
 #include <memory>
 #include <new>
+
+namespace plat = basalt::platform;
 
 namespace basalt {
 namespace {
@@ -13,8 +23,14 @@ namespace {
 // The threshold of every module that isn't configured.
 CoreLog::VerbosityType unknownModuleVerbosity = CoreLog::VerbosityOff;
 
-bool nameBefore(const LogApp* entry, const KELPString& key) {
-  return entry->name < key;
+// What ctime gives, less the blank, the year and the line feed at its end.
+constexpr KELPString::size_type yearAndLineEnd = 6;
+
+KELPString logKeyChild(const char* name) {
+  KELPString path(CoreLogImpl::logKeyPath);
+  path += static_cast<unsigned short>('\\');
+  path.append(name);
+  return path;
 }
 
 } // namespace
@@ -28,10 +44,11 @@ CoreLogImpl::CoreLogImpl() {
 CoreLogImpl::~CoreLogImpl() {
   if (mutex != nullptr) {
     PavaneSynchronized lock(*mutex);
-    for (LogApp* entry : modules) {
-      delete entry;
+    discardConfiguration();
+    for (MessageLibrary* library : libraries) {
+      delete library;
     }
-    modules.clear();
+    libraries.clear();
   }
   delete mutex;
 }
@@ -48,8 +65,145 @@ bool CoreLogImpl::init() {
     }
   }
   PavaneSynchronized lock(*mutex);
-  initialised = true;
+  try {
+    discardConfiguration();
+    // What they return doesn't matter: a registry failure leaves less configuration, and
+    // an event says so.
+    readModules();
+    readSinks();
+    initialised = true;
+  } catch (...) {
+    initialised = false;
+  }
   return initialised;
+}
+
+void CoreLogImpl::discardConfiguration() {
+  if (eventSource != nullptr) {
+    plat::DeregisterEventSource(eventSource);
+    eventSource = nullptr;
+  }
+  for (LogApp* entry : modules) {
+    delete entry;
+  }
+  modules.clear();
+  maxVerbosity = CoreLog::VerbosityOff;
+  delete logFile;
+  logFile = nullptr;
+  useEventLog = false;
+}
+
+bool CoreLogImpl::readModules() {
+  // First, so that every event of the start has somewhere to go.
+  eventSource = plat::RegisterEventSourceW(nullptr, KELPString(eventSourceName).c_str());
+  RegistryWrapper registry;
+  std::vector<RegistryKey*> moduleKeys;
+  if (!registry.enumRegKeys(RegistryWrapper::LocalMachine, logKeyChild("Modules"), moduleKeys)) {
+    reportRegistryEvent(registry.getErrorText());
+    return false;
+  }
+  for (RegistryKey* moduleKey : moduleKeys) {
+    auto entry = std::make_unique<LogApp>(moduleKey->getName());
+    std::uint32_t number = 0;
+    if (readVerbosity(registry, moduleKey, number)) {
+      entry->verbosity = mapVerbosity(number);
+    }
+    KELPString componentsPath(moduleKey->getPathName());
+    componentsPath.append("\\Components");
+    std::vector<RegistryKey*> componentKeys;
+    if (registry.enumRegKeys(RegistryWrapper::LocalMachine, componentsPath, componentKeys)) {
+      for (RegistryKey* componentKey : componentKeys) {
+        if (readVerbosity(registry, componentKey, number)) {
+          entry->addComponent(componentKey->getName(), mapVerbosity(number));
+        }
+      }
+    }
+    addModule(entry.release());
+  }
+  return true;
+}
+
+bool CoreLogImpl::readVerbosity(RegistryWrapper& registry, RegistryKey* key,
+                                std::uint32_t& number) {
+  const KELPString valueName("Verbosity");
+  // A value that isn't a DWORD reads as success and leaves the number alone, so one that
+  // came back unchanged is read again from another start to tell 0 from text.
+  number = 0;
+  if (!registry.readRegKeyValue(key, valueName, number)) {
+    return false;
+  }
+  if (number != 0) {
+    return true;
+  }
+  std::uint32_t probe = 1;
+  registry.readRegKeyValue(key, valueName, probe);
+  if (probe == 0) {
+    return true;
+  }
+  KELPString failure(key->getFullPath());
+  failure.append("\\Verbosity: the value is not a number (a DWORD is needed)");
+  reportRegistryEvent(failure);
+  return false;
+}
+
+bool CoreLogImpl::readSinks() {
+  RegistryWrapper registry;
+  KELPString location;
+  if (!registry.readRegKeyValue(RegistryWrapper::LocalMachine, logKeyPath, "Location", location,
+                                nullptr)) {
+    reportRegistryEvent(registry.getErrorText());
+    FileLocator libraryModule;
+    if (libraryModule.setLocationToModule("basalt") != 0) {
+      location = libraryModule.getLocation();
+      const KELPString attempt("Attempting to load resource dlls from ");
+      const unsigned short* strings[] = {attempt.c_str(), location.c_str()};
+      reportEvent(plat::EVENTLOG_WARNING_TYPE, 0, 0, 2, strings);
+    }
+  }
+  MessageLibrary::setLocation(location);
+
+  KELPString fileName;
+  if (!registry.readRegKeyValue(RegistryWrapper::LocalMachine, logKeyPath, "LogFile", fileName,
+                                nullptr)) {
+    reportRegistryEvent(registry.getErrorText());
+  }
+  if (!fileName.empty()) {
+    KELPString overwrite;
+    if (!registry.readRegKeyValue(RegistryWrapper::LocalMachine, logKeyPath, "Overwrite", overwrite,
+                                  nullptr)) {
+      overwrite = "No";
+    }
+    const char* mode = overwrite == "Yes" ? "w+" : "a+";
+    FileLocator locator(fileName);
+    if (locator.isLocationSet() == 0) {
+      locator.setLocationToTemp(); // without one the name stays relative to the working directory
+    }
+    auto file = std::make_unique<File>(locator);
+    if (file->open(mode)) {
+      logFile = file.release();
+    }
+  }
+  if (logFile == nullptr) {
+    useEventLog = true;
+  }
+  return true;
+}
+
+CoreLog::VerbosityType CoreLogImpl::mapVerbosity(std::uint32_t number) {
+  VerbosityType verbosity = CoreLog::VerbosityDetail;
+  if (number <= CoreLog::VerbosityInformation) {
+    verbosity = static_cast<VerbosityType>(number);
+  } else if (number == 10) {
+    verbosity = CoreLog::VerbosityAll;
+  }
+  maxVerbosity = std::max(maxVerbosity, verbosity);
+  return verbosity;
+}
+
+void CoreLogImpl::reportRegistryEvent(const KELPString& failure) {
+  const KELPString heading("Registry Access Error: ");
+  const unsigned short* strings[] = {heading.c_str(), failure.c_str()};
+  reportEvent(plat::EVENTLOG_WARNING_TYPE, 1, registryErrorEvent, 2, strings);
 }
 
 bool CoreLogImpl::writeRecord(std::uint32_t message, VerbosityType level, const KELPString& module,
@@ -65,8 +219,45 @@ bool CoreLogImpl::writeRecord(std::uint32_t message, VerbosityType level, const 
   if (*findVerbosity(module, component) < level) {
     return false;
   }
-  // Without a log file a record is an event, and the event log takes nothing above Detail.
-  return level <= CoreLog::VerbosityDetail;
+  if (logFile != nullptr) {
+    writeLine(message, module, insertCount, inserts);
+    return true;
+  }
+  int type = plat::EVENTLOG_INFORMATION_TYPE;
+  if (level <= CoreLog::VerbosityError) {
+    type = plat::EVENTLOG_ERROR_TYPE;
+  } else if (level == CoreLog::VerbosityWarning) {
+    type = plat::EVENTLOG_WARNING_TYPE;
+  } else if (level > CoreLog::VerbosityDetail) {
+    return false; // the event log takes nothing above Detail
+  }
+  if (useEventLog) {
+    reportEvent(type, static_cast<int>((message >> 12) & 0xF), message, insertCount, inserts);
+  }
+  return true;
+}
+
+void CoreLogImpl::writeLine(std::uint32_t message, const KELPString& module, int insertCount,
+                            const unsigned short** inserts) {
+  KELPString text;
+  formatMessage(text, message, insertCount, inserts);
+  // Taken after the text is made, as a line's time is when it was written.
+  plat::_timeb now{};
+  plat::_ftime(&now);
+  KELPString line(plat::ctime(&now.time));
+  line.resize(line.size() > yearAndLineEnd ? line.size() - yearAndLineEnd : 0);
+  KELPString milliseconds;
+  milliseconds.build(".%3.3u", static_cast<unsigned int>(now.millitm));
+  line += milliseconds;
+  line.append(": ");
+  line += module;
+  line.append(": ");
+  if (text.empty()) {
+    line.append(missingTextNotice);
+  } else {
+    line += text;
+  }
+  logFile->writeLine(line);
 }
 
 bool CoreLogImpl::get(KELPString& text, std::uint32_t message, int insertCount,
@@ -75,7 +266,7 @@ bool CoreLogImpl::get(KELPString& text, std::uint32_t message, int insertCount,
     return false;
   }
   PavaneSynchronized lock(*mutex);
-  return false; // no message library is loaded, so no number has a text
+  return formatMessage(text, message, insertCount, inserts);
 }
 
 CoreLog::VerbosityType* CoreLogImpl::getVerbosity(const KELPString& module,
@@ -84,14 +275,47 @@ CoreLog::VerbosityType* CoreLogImpl::getVerbosity(const KELPString& module,
   return findVerbosity(module, component);
 }
 
+bool CoreLogImpl::formatMessage(KELPString& text, std::uint32_t message, int insertCount,
+                                const unsigned short** inserts) {
+  KELPString raw;
+  return lookupText(message, raw) && formatMessageText(raw, insertCount, inserts, text);
+}
+
+bool CoreLogImpl::lookupText(std::uint32_t message, KELPString& text) {
+  const std::uint32_t facility = message & 0x0FFF0000;
+  const auto known =
+      std::find_if(libraries.begin(), libraries.end(), [facility](const MessageLibrary* library) {
+        return library->facility == facility;
+      });
+  MessageLibrary* library = nullptr;
+  if (known != libraries.end()) {
+    library = *known;
+  } else {
+    auto made = std::make_unique<MessageLibrary>(message, language);
+    libraries.push_back(made.get());
+    library = made.release();
+  }
+  return library->library.getString(message, text);
+}
+
+void CoreLogImpl::reportEvent(int type, int category, std::uint32_t identifier, int stringCount,
+                              const unsigned short** strings) {
+  if (eventSource == nullptr) {
+    return;
+  }
+  plat::ReportEventW(eventSource, static_cast<plat::WORD>(type), static_cast<plat::WORD>(category),
+                     identifier, nullptr, static_cast<plat::WORD>(stringCount), 0, strings,
+                     nullptr);
+}
+
 void CoreLogImpl::addModule(LogApp* entry) {
   std::unique_ptr<LogApp> owner(entry); // the table owns it, also when inserting fails
-  const auto place = std::lower_bound(modules.begin(), modules.end(), entry->name, nameBefore);
+  const auto place = std::lower_bound(modules.begin(), modules.end(), entry, CompareModule());
   *modules.insert(place, nullptr) = owner.release();
 }
 
 LogApp* CoreLogImpl::findModule(const KELPString& name) {
-  const auto place = std::lower_bound(modules.begin(), modules.end(), name, nameBefore);
+  const auto place = std::lower_bound(modules.begin(), modules.end(), name, CompareModule());
   return place != modules.end() && (*place)->name == name ? *place : nullptr;
 }
 

@@ -10,6 +10,8 @@
 #include <vector>
 
 class File;
+class RegistryKey;
+class RegistryWrapper;
 
 namespace basalt {
 
@@ -17,9 +19,22 @@ class MessageLibrary;
 
 // The substance of a CoreLog: the filter tables, the sinks and the message libraries. Private
 // to the logging subsystem, which works on its fields directly.
+//
+// The configuration lies under HKEY_LOCAL_MACHINE\<logKeyPath> and is read once, by init:
+//   Location   text: the directory of the message libraries
+//   LogFile    text: the log file; a bare name lies in the directory for temporary files
+//   Overwrite  text: "Yes" starts the file anew, anything else appends
+//   Modules\<module>\Verbosity, Modules\<module>\Components\<component>\Verbosity
+//              numbers: thresholds, mapped by mapVerbosity
 class CoreLogImpl {
 public:
   using VerbosityType = CoreLog::VerbosityType;
+
+  static constexpr char logKeyPath[] = "Software\\Corvane Holdings\\10.0\\TRELL(o)\\Log";
+  // The event of a registry failure, with "Registry Access Error: " and the failure's text.
+  static constexpr std::uint32_t registryErrorEvent = 0xC2011F03;
+  // The text of a record whose message gave none.
+  static constexpr char missingTextNotice[] = "No message obtained. Check the Event log for errors";
 
   CoreLogImpl();
   ~CoreLogImpl();
@@ -27,7 +42,7 @@ public:
   CoreLogImpl& operator=(const CoreLogImpl&) = delete;
 
   // Makes mutex and reads the configuration. True once that has run to its end; at once
-  // true after that.
+  // true after that. A failed attempt leaves nothing of what it read.
   bool init();
 
   bool writeRecord(std::uint32_t message, VerbosityType level, const KELPString& module,
@@ -36,13 +51,32 @@ public:
            const unsigned short** inserts);
   VerbosityType* getVerbosity(const KELPString& module, const KELPString& component);
 
-  // The tables; the caller holds mutex.
+  // The rest expects mutex to be held.
+
+  // Registers the event source and fills modules. False when Modules can't be listed.
+  bool readModules();
+  // Sets the message libraries' location and opens the log file. Always true.
+  bool readSinks();
+  // 0 to 4 stay, 10 is VerbosityAll, anything else VerbosityDetail; raises maxVerbosity.
+  VerbosityType mapVerbosity(std::uint32_t number);
+
   void addModule(LogApp* entry);
   LogApp* findModule(const KELPString& name);
   // Never null: an unknown module gives a process-wide value of 0. found, if not null,
   // receives the module's entry or null.
   VerbosityType* findVerbosity(const KELPString& module, const KELPString& component,
                                LogApp** found = nullptr);
+
+  // Appends the message's text with its inserts. False, with text as it was, when the number
+  // has no text.
+  bool formatMessage(KELPString& text, std::uint32_t message, int insertCount,
+                     const unsigned short** inserts);
+  // The raw text of the number from its facility's library, loaded on first use.
+  bool lookupText(std::uint32_t message, KELPString& text);
+
+  // One event through eventSource; nothing when there is none.
+  void reportEvent(int type, int category, std::uint32_t identifier, int stringCount,
+                   const unsigned short** strings);
 
   // CoreLog objects that share this one through copying; the last one deletes it.
   void addOwner();
@@ -60,6 +94,14 @@ public:
   bool initialised = false;
 
 private:
+  void writeLine(std::uint32_t message, const KELPString& module, int insertCount,
+                 const unsigned short** inserts);
+  void reportRegistryEvent(const KELPString& failure);
+  // A module's or component's Verbosity; false when it is missing or isn't a number.
+  bool readVerbosity(RegistryWrapper& registry, RegistryKey* key, std::uint32_t& number);
+  // Forgets what reading the configuration made: the event source, the tables, the file.
+  void discardConfiguration();
+
   std::atomic<int> owners{1};
 };
 

@@ -4,13 +4,6 @@
 #include <memory>
 
 namespace basalt {
-namespace {
-
-bool nameBefore(const LogModule* entry, const KELPString& key) {
-  return entry->name < key;
-}
-
-} // namespace
 
 LogModule::LogModule(const KELPString& name, CoreLog::VerbosityType verbosity)
     : name(name), verbosity(verbosity) {}
@@ -25,13 +18,16 @@ LogApp::~LogApp() {
 
 void LogApp::addComponent(const KELPString& name, CoreLog::VerbosityType verbosity) {
   auto entry = std::make_unique<LogModule>(name, verbosity);
-  const auto place = std::lower_bound(components.begin(), components.end(), name, nameBefore);
+  // In front of an entry of the same name, as a lower bound finds it.
+  const auto place =
+      std::lower_bound(components.begin(), components.end(), entry.get(), CompareComponent());
   *components.insert(place, nullptr) = entry.release();
   ++componentCount;
 }
 
 CoreLog::VerbosityType* LogApp::findComponent(const KELPString& name) {
-  const auto place = std::lower_bound(components.begin(), components.end(), name, nameBefore);
+  const auto place =
+      std::lower_bound(components.begin(), components.end(), name, CompareComponent());
   if (place != components.end() && (*place)->name == name) {
     return &(*place)->verbosity;
   }

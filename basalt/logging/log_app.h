@@ -36,6 +36,20 @@ public:
   std::vector<LogModule*> components; // owned
 };
 
+// The orders of the two tables: by name, unit by unit and case-sensitive. The second form
+// compares an entry with a bare name, so that a look-up copies nothing.
+class CompareModule {
+public:
+  bool operator()(const LogApp* a, const LogApp* b) const { return a->name < b->name; }
+  bool operator()(const LogApp* a, const KELPString& name) const { return a->name < name; }
+};
+
+class CompareComponent {
+public:
+  bool operator()(const LogModule* a, const LogModule* b) const { return a->name < b->name; }
+  bool operator()(const LogModule* a, const KELPString& name) const { return a->name < name; }
+};
+
 } // namespace basalt
 
 #endif

@@ -1,6 +1,8 @@
 #include "basalt/logging/message_library.h"
 
+#include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/frame/static_objects.h"
+#include "basalt/frame/static_slot.h"
 #include "basalt/logging/event_source.h"
 #include "basalt/platform/event_log.h"
 #include "basalt/platform/modules.h"
@@ -13,6 +15,24 @@ namespace basalt {
 namespace {
 
 constexpr plat::DWORD modulePathSize = 1024;
+
+// Made on first use and entered on the exit list then.
+frame::StaticSlot<PavaneMutex> locationMutex;
+
+PavaneMutex& locationLock() {
+  static const bool made = [] {
+    frame::makeStaticObject(locationMutex, "resourceLocation mutex",
+                            [] { locationMutex.destroy(); });
+    return true;
+  }();
+  static_cast<void>(made);
+  return locationMutex.get();
+}
+
+KELPString currentLocation() {
+  PavaneSynchronized lock(locationLock());
+  return frame::resourceLocation();
+}
 
 // Not through a log object's handle: the failure is told whatever the log's sinks are.
 void reportLoadFailure() {
@@ -45,7 +65,7 @@ MessageLibrary::MessageLibrary(std::uint32_t message, const KELPString& language
   unsigned short digits[4] = {};
   suprintf(digits, 3, "%x", facility >> 16);
   FileLocator locator;
-  locator.setLocation(frame::resourceLocation());
+  locator.setLocation(currentLocation());
   KELPString name("strings_");
   name.append(digits);
   KELPString neutral(name);
@@ -68,6 +88,11 @@ MessageLibrary::MessageLibrary(std::uint32_t message, const KELPString& language
   if (!tryLoad(locator, name)) {
     reportLoadFailure();
   }
+}
+
+void MessageLibrary::setLocation(const KELPString& location) {
+  PavaneSynchronized lock(locationLock());
+  frame::resourceLocation() = location;
 }
 
 bool MessageLibrary::tryLoad(FileLocator& locator, const KELPString& name) {

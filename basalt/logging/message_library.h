@@ -24,6 +24,10 @@ public:
   MessageLibrary(const MessageLibrary&) = delete;
   MessageLibrary& operator=(const MessageLibrary&) = delete;
 
+  // Sets frame::resourceLocation(), the directory that every log object's libraries come
+  // from. Each log object's start sets it, so it is written and read under a lock of its own.
+  static void setLocation(const KELPString& location);
+
   // The file names tried, in order, the one that loaded last: "strings_201_xx.dll", ...
   const std::vector<KELPString>& triedFileNames() const { return tried; }
   // The full path of the loaded module in the library's form; empty when none loaded.

@@ -1,6 +1,7 @@
 #include "basalt/logging/core_log.h"
 #include "basalt/logging/core_log_impl.h"
 #include "basalt/logging/log_app.h"
+#include "log_sandbox.h"
 
 #include <atomic>
 #include <chrono>
@@ -33,6 +34,7 @@ void expectUnconfigured(CoreLog& log) {
 }
 
 TEST(CoreLog, ProcessLogWithoutConfigurationRefusesEverything) {
+  basalt::test::LogSandbox sandbox;
   CoreLog* log = basalt::getLogObject();
   ASSERT_NE(log, nullptr);
   EXPECT_EQ(basalt::getLogObject(), log);
@@ -43,6 +45,7 @@ TEST(CoreLog, ProcessLogWithoutConfigurationRefusesEverything) {
 }
 
 TEST(CoreLog, ConcurrentFirstUseMakesOneUsableImplementation) {
+  basalt::test::LogSandbox sandbox;
   constexpr int threadCount = 8;
   for (int round = 0; round < 20; ++round) {
     CoreLog log;
@@ -77,6 +80,7 @@ TEST(CoreLog, ConcurrentFirstUseMakesOneUsableImplementation) {
 }
 
 TEST(CoreLog, CopiesShareOneImplementation) {
+  basalt::test::LogSandbox sandbox;
   CoreLog first;
   first.getModuleVerbosity("M", "");
   {
@@ -111,6 +115,7 @@ protected:
     return impl.writeRecord(registryEvent, level, module, component, 0, nullptr);
   }
 
+  basalt::test::LogSandbox sandbox; // made before impl, which reads the registry
   CoreLogImpl impl;
 };
 

@@ -1,0 +1,122 @@
+#include "basalt/frame/static_objects.h"
+#include "basalt/logging/core_log_impl.h"
+#include "basalt/logging/log_app.h"
+#include "log_sandbox.h"
+
+#include <dlfcn.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+using basalt::CoreLog;
+using basalt::CoreLogImpl;
+using namespace basalt::test;
+
+std::string module(const std::string& name, const std::string& values) {
+  return logKey("Modules\\" + name) + values;
+}
+
+TEST(LogConfiguration, ThresholdsMapAndComponentsReplaceTheirModulesExactlyByName) {
+  LogSandbox sandbox;
+  std::string body;
+  for (const char* number : {"0", "1", "2", "3", "4", "5", "6", "9", "a", "b", "ffffffff"}) {
+    body += module(std::string("M") + number, verbosity(number));
+  }
+  sandbox.configure(body + module("SUPPORT", verbosity("5")) +
+                    module("SUPPORT\\Components\\Quiet", verbosity("0")) +
+                    module("SUPPORT\\Components\\Loud", verbosity("a")) +
+                    module("SUPPORT\\Components\\Bare", "") +
+                    module("Text", "\"Verbosity\"=\"5\"\n") +
+                    module("Silent\\Components\\Only", verbosity("3")));
+  CoreLogImpl impl;
+  // The tables in their order, by code unit (capitals first), with the mapped thresholds.
+  std::string tables;
+  for (const basalt::LogApp* entry : impl.modules) {
+    tables += narrow(entry->name) + "=" + std::to_string(entry->verbosity) + " ";
+    for (const basalt::LogModule* component : entry->components) {
+      tables += "/" + narrow(component->name) + "=" + std::to_string(component->verbosity) + " ";
+    }
+  }
+  EXPECT_EQ(tables, "M0=0 M1=1 M2=2 M3=3 M4=4 M5=5 M6=5 M9=5 Ma=6 Mb=5 Mffffffff=5 SUPPORT=5 "
+                    "/Loud=6 /Quiet=0 Silent=0 /Only=3 Text=0 ");
+  EXPECT_EQ(impl.maxVerbosity, CoreLog::VerbosityAll);
+  const auto threshold = [&](const char* name, const char* component) {
+    return static_cast<int>(*impl.getVerbosity(name, component));
+  };
+  EXPECT_EQ(threshold("SUPPORT", "Quiet"), 0);
+  EXPECT_EQ(threshold("SUPPORT", "Loud"), 6);
+  EXPECT_EQ(threshold("SUPPORT", "quiet"), 5);
+  EXPECT_EQ(threshold("Silent", "Only"), 3);
+  EXPECT_EQ(threshold("silent", "Only"), 0);
+  EXPECT_EQ(threshold("Support", "Loud"), 0); // an unknown module has no components
+  // A text where a number belongs is told in the event log.
+  const auto events = sandbox.registry.events();
+  ASSERT_EQ(events.size(), 4u); // Text's Verbosity, Location, where the libraries are, LogFile
+  EXPECT_NE(events[0].strings.at(1)->find("\\Modules\\Text\\Verbosity: the value is not a number"),
+            std::string::npos);
+}
+
+// A machine without any log key: four events in the order of reading, and the libraries
+// sought in the directory of the loaded shared library.
+TEST(LogConfiguration, MachineWithoutLogKeysReportsInOrderAndUsesTheLibrarysDirectory) {
+  LogSandbox sandbox;
+  void* shared = ::dlopen(BASALT_BINARY_DIR "/basalt/libbasalt.so", RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(shared, nullptr) << ::dlerror();
+  {
+    CoreLogImpl impl;
+    EXPECT_EQ(impl.maxVerbosity, CoreLog::VerbosityOff);
+    EXPECT_TRUE(impl.useEventLog);
+  }
+  ::dlclose(shared);
+  const std::string directory = library(BASALT_BINARY_DIR "/basalt");
+  EXPECT_EQ(narrow(basalt::frame::resourceLocation()), directory);
+  const std::string key = "[HKEY_LOCAL_MACHINE]Software\\Corvane Holdings\\10.0\\TRELL(o)\\Log";
+  const auto events = sandbox.registry.events();
+  ASSERT_EQ(events.size(), 4u);
+  const std::string texts[4][2] = {{"Registry Access Error: ", key + "\\Modules: "},
+                                   {"Registry Access Error: ", key + ": "},
+                                   {"Attempting to load resource dlls from ", directory},
+                                   {"Registry Access Error: ", key + ": "}};
+  for (int i = 0; i < 4; ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(events[i].source, "Corvane OLAP Client");
+    EXPECT_EQ(events[i].type, "warning");
+    EXPECT_EQ(events[i].category, i == 2 ? 0u : 1u);
+    EXPECT_EQ(events[i].event, i == 2 ? 0u : registryEvent);
+    ASSERT_EQ(events[i].strings.size(), 2u);
+    EXPECT_EQ(events[i].strings[0], texts[i][0]);
+    EXPECT_EQ(events[i].strings[1]->substr(0, texts[i][1].size()), texts[i][1]);
+  }
+}
+
+TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryAndOnlyYesOverwrites) {
+  LogSandbox sandbox;
+  std::filesystem::create_directory(sandbox.scratch.path() / "tmp");
+  TmpDirVariable tmp(sandbox.scratch.os("tmp").c_str());
+  const struct {
+    std::string logFile;
+    const char* overwrite;
+    const char* path;
+    bool kept;
+  } cases[] = {{"\"bare.log\"\n", "\"Yes\"", "tmp/bare.log", false},
+               {"\"bare.log\"\n", "\"yes\"", "tmp/bare.log", true},
+               {regPath(sandbox.scratch.os("full.log")), "dword:1", "full.log", true},
+               {regPath(sandbox.scratch.os("full.log")), "\"Yes\"", "full.log", false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.path + std::string(c.overwrite));
+    sandbox.scratch.write(c.path, "old line\n");
+    sandbox.configure(logKey() + "\"LogFile\"=" + c.logFile + "\"Overwrite\"=" + c.overwrite +
+                      "\n" + module("SUPPORT", verbosity("1")));
+    {
+      CoreLog log;
+      EXPECT_TRUE(log.log(ofMessage, CoreLog::VerbosityCritical, "SUPPORT", "", 0, nullptr));
+    }
+    const auto lines = sandbox.lines(c.path);
+    ASSERT_EQ(lines.size(), c.kept ? 2u : 1u);
+    EXPECT_EQ(lines[0] == "old line", c.kept);
+  }
+}
+
+} // namespace
