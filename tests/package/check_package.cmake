@@ -18,6 +18,12 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
 
+# The operators' tool finds the installed library from where it lies.
+run("${prefix}/bin/basalt-admin" --help)
+if(NOT output MATCHES "^Usage: basalt-admin")
+  message(FATAL_ERROR "basalt-admin --help printed:\n${output}")
+endif()
+
 run(${CMAKE_COMMAND} -S "${CONSUMER_DIR}" -B "${WORK_DIR}/cmake" -G "${GENERATOR}"
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/cmake")

@@ -1,6 +1,7 @@
 #include "tests/support/child_process.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,7 +41,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 } // namespace
 
 ChildResult runChild(const std::vector<std::string>& arguments,
-                     const std::vector<std::string>& environment) {
+                     const std::vector<std::string>& environment, const char* errorPath) {
   ChildResult result;
   int pipeEnds[2];
   if (pipe(pipeEnds) != 0) {
@@ -51,7 +52,12 @@ ChildResult runChild(const std::vector<std::string>& arguments,
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addclose(&actions, pipeEnds[0]);
   posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDERR_FILENO);
+  if (errorPath != nullptr) {
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorPath,
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  } else {
+    posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDERR_FILENO);
+  }
   posix_spawn_file_actions_addclose(&actions, pipeEnds[1]);
 
   std::vector<std::string> argumentTexts = arguments;

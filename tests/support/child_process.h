@@ -12,9 +12,10 @@ struct ChildResult {
 };
 
 // Runs the program in arguments[0] without a shell, with this process's environment plus
-// the NAME=value pairs of environment (which replace variables of the same name).
+// the NAME=value pairs of environment (which replace variables of the same name). With
+// errorPath, standard error goes to that file, made anew, and not into the output.
 ChildResult runChild(const std::vector<std::string>& arguments,
-                     const std::vector<std::string>& environment);
+                     const std::vector<std::string>& environment, const char* errorPath = nullptr);
 
 // The lines of text, without their line ends.
 std::vector<std::string> splitLines(const std::string& text);
