@@ -1,7 +1,12 @@
-// A client component's first steps with basalt: text in its three outside forms, and the
-// process's log on a machine where the log is not configured.
+// A client component's first steps with basalt: text in its three outside forms, then the log
+// from its registry configuration to the lines in its file, and errors that carry numbers
+// and inserts and get their words from a message library only when asked.
+//
+// Unless the caller has set them, the demo points BASALT_REGISTRY at its sample registry and
+// BASALT_EVENTLOG at a file of its own before the log's first use.
 
 #include "basalt/basalt.h"
+#include "demo_environment.h"
 
 #include <cstdio>
 #include <string>
@@ -63,44 +68,150 @@ void showText() {
               back == wide ? "the same" : "DIFFERENT");
 }
 
-void showLog() {
-  using basalt::CoreLog;
+using basalt::CoreLog;
+
+// The demo's messages, facility 0x201, in strings_201_xx.dll; the class in the top bits tells
+// information (0x4), warning (0x8) and error (0xC).
+constexpr std::uint32_t startedMessage = 0x42010101; // "Demo client %1 started, version %2"
+constexpr std::uint32_t stepMessage = 0x42010102;    // "Step %1 of %2: %3"
+constexpr std::uint32_t cacheMessage = 0x82010103;   // "Cache filled to %1%% with %2 entries"
+constexpr std::uint32_t cubeMessage = 0xC2010110;    // "Cannot open the cube %1: %2"
+constexpr std::uint32_t refusedMessage = 0xC2010111; // "the server %1 refused ... %2 attempts"
+constexpr std::uint32_t timingMessage = 0x42010112;  // "The report %1 took %2 ms"
+// No text for this one, and no library at all for facility 0x205.
+constexpr std::uint32_t untoldMessage = 0xC20101FF;
+constexpr std::uint32_t otherFacilityMessage = 0xC2050001;
+
+const char* levelName(int level) {
+  static const char* const names[] = {"off",         "critical", "error", "warning",
+                                      "information", "detail",   "all"};
+  return level >= 0 && level <= 6 ? names[level] : "?";
+}
+
+void logRecord(CoreLog* log, std::uint32_t message, CoreLog::VerbosityType level,
+               const char* module, const char* component,
+               const std::vector<KELPString>& insertTexts) {
+  std::vector<const unsigned short*> inserts;
+  inserts.reserve(insertTexts.size());
+  for (const KELPString& text : insertTexts) {
+    inserts.push_back(text.c_str());
+  }
+  const bool accepted =
+      log->log(message, level, module, component, static_cast<int>(inserts.size()), inserts.data());
+  std::printf("  0x%08X at level %d (%s), %s/%s: %s\n", static_cast<unsigned int>(message), level,
+              levelName(level), module, *component != '\0' ? component : "-",
+              accepted ? "written" : "refused");
+}
+
+void showLog(CoreLog* log) {
   std::printf("\n== Log ==\n");
-  CoreLog* log = basalt::getLogObject();
-  if (log == nullptr) {
-    std::printf("no log object: out of memory\n");
-    return;
-  }
-  std::printf("the process's log object is at %p (the same on every call: %s)\n",
-              static_cast<void*>(log), basalt::getLogObject() == log ? "yes" : "no");
-
-  const KELPString module("DEMO");
-  const KELPString component("Startup");
-  const CoreLog::VerbosityType* threshold = log->getModuleVerbosity(module, component);
-  if (threshold == nullptr) {
-    std::printf("the log could not be set up\n");
-    return;
-  }
-  std::printf("threshold for module DEMO, component Startup: %d\n", *threshold);
-
-  const KELPString insert("demo_client");
-  const unsigned short* inserts[] = {insert.c_str()};
-  for (const CoreLog::VerbosityType level :
-       {CoreLog::VerbosityCritical, CoreLog::VerbosityInformation, CoreLog::VerbosityAll}) {
-    const bool accepted = log->log(0xC2011F03, level, module, component, 1, inserts);
-    std::printf("record 0xC2011F03 at level %d: %s\n", level, accepted ? "accepted" : "refused");
+  std::printf("thresholds from the registry (module/component):\n");
+  const char* const pairs[][2] = {{"DEMO", ""},      {"DEMO", "Startup"}, {"DEMO", "Timing"},
+                                  {"DEMO", "Quiet"}, {"DEMO", "Other"},   {"Storage", ""},
+                                  {"demo", ""},      {"Unknown", ""}};
+  for (const auto& pair : pairs) {
+    const CoreLog::VerbosityType* threshold = log->getModuleVerbosity(pair[0], pair[1]);
+    if (threshold == nullptr) {
+      std::printf("the log could not be set up\n");
+      return;
+    }
+    std::printf("  %s/%s: %d (%s)\n", pair[0], *pair[1] != '\0' ? pair[1] : "-", *threshold,
+                levelName(*threshold));
   }
 
-  KELPString text("[kept] ");
-  const bool found = log->get(text, 0xC2011F03, 1, inserts);
-  std::printf("text of message 0xC2011F03: %s; the caller's string is \"%s\"\n",
-              found ? "found" : "not found", text.string().c_str());
+  std::printf("records:\n");
+  logRecord(log, startedMessage, CoreLog::VerbosityInformation, "DEMO", "", {"demo_client", "1.0"});
+  logRecord(log, stepMessage, CoreLog::VerbosityDetail, "DEMO", "Startup",
+            {"1", "2", "reading the configuration"});
+  logRecord(log, stepMessage, CoreLog::VerbosityDetail, "DEMO", "", {"2", "2", "too detailed"});
+  logRecord(log, timingMessage, CoreLog::VerbosityAll, "DEMO", "Timing", {"Sales by region", "42"});
+  logRecord(log, startedMessage, CoreLog::VerbosityCritical, "DEMO", "Quiet", {"quiet", "0"});
+  logRecord(log, cacheMessage, CoreLog::VerbosityWarning, "Storage", "", {"95", "1200"});
+  logRecord(log, cacheMessage, CoreLog::VerbosityError, "Storage", "", {"99", "1250"});
+  logRecord(log, startedMessage, CoreLog::VerbosityCritical, "demo", "", {"lower case", "0"});
+  logRecord(log, otherFacilityMessage, CoreLog::VerbosityError, "DEMO", "", {});
+
+  const KELPString done("done");
+  const unsigned short* inserts[] = {done.c_str(), done.c_str(), done.c_str()};
+  KELPString text("get, unfiltered: ");
+  const bool found = log->get(text, stepMessage, 3, inserts);
+  std::printf("%s (%s)\n", text.string().c_str(), found ? "found" : "no text");
+}
+
+// The error of a lower layer, which the demo wraps into its own.
+BaseError connectionRefused() {
+  BaseError error(refusedMessage, "NETWORK", TRELL_o::AnyError::SeverityWarning,
+                  TRELL_o::AnyError::CompletedDefault);
+  error.addInsert(KELPString("olap.example.com").c_str());
+  error.addNumInsert(3);
+  return error;
+}
+
+void openCube(CoreLog* log) {
+  BaseError error(cubeMessage, "DEMO", TRELL_o::AnyError::SeverityError,
+                  TRELL_o::AnyError::CompletedDefault);
+  error.addInsert(KELPString("Sales 2024").c_str());
+  error.addInsert(connectionRefused());
+  // Logged and thrown without a word looked up: the log takes the inserts' texts, and the
+  // catch site asks for the error's own text only if it wants one.
+  error.log(log);
+  throw error;
+}
+
+void showErrors(CoreLog* log) {
+  std::printf("\n== Errors ==\n");
+  try {
+    openCube(log);
+  } catch (TRELL_o::AnyError& caught) {
+    std::printf("caught 0x%08X from module %s, severity %d, %d inserts\n", caught.code(),
+                caught.module().string().c_str(), caught.level(), caught.numInserts());
+    TRELL_o::AnyErrorInsert* nested = caught.getInsert(1);
+    std::printf("insert 2 is the error 0x%08X with %d inserts of its own\n",
+                nested != nullptr ? nested->code() : 0U,
+                nested != nullptr ? nested->numInserts() : 0);
+    std::printf("its text: %s\n", caught.getText(log).string().c_str());
+  }
+
+  BaseError untold(untoldMessage, "DEMO", TRELL_o::AnyError::SeverityCritical,
+                   TRELL_o::AnyError::CompletedDefault);
+  untold.log(log);
+  std::printf("an error whose number has no text: \"%s\" (the log file shows a notice)\n",
+              untold.getText(log).string().c_str());
+}
+
+void showFile(const char* what, const std::string& path) {
+  std::string contents;
+  if (path.empty()) {
+    std::printf("\n== %s ==\nnot configured\n", what);
+  } else if (!demo::readWholeFile(path, contents)) {
+    std::printf("\n== %s: %s ==\nnot there (nothing was written to it)\n", what, path.c_str());
+  } else {
+    std::printf("\n== %s: %s ==\n%s", what, path.c_str(), contents.c_str());
+  }
 }
 
 } // namespace
 
 int main() {
+  // Before anything uses the log: its first use reads the configuration.
+  const demo::Environment environment = demo::prepareEnvironment(DEMO_REGISTRY_FILE);
+  std::printf("== Environment ==\n");
+  for (const std::string& setting : environment.settings) {
+    std::printf("%s\n", setting.c_str());
+  }
+  if (!environment.directory.empty()) {
+    std::printf("the demo's files are in %s and stay there\n", environment.directory.c_str());
+  }
+
   showText();
-  showLog();
+  CoreLog* log = basalt::getLogObject();
+  if (log == nullptr) {
+    std::printf("no log object: out of memory\n");
+    return 1;
+  }
+  showLog(log);
+  showErrors(log);
+  showFile("Log file", demo::logFilePath());
+  showFile("Event file", demo::eventFilePath());
   return 0;
 }

@@ -1,0 +1,76 @@
+#include "tests/support/child_process.h"
+#include "tests/support/scratch_directory.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <optional>
+
+namespace basalt::test {
+namespace {
+
+// Removes a variable for one test and puts back what was there.
+class UnsetVariable {
+public:
+  explicit UnsetVariable(const char* name) : name(name) {
+    if (const char* value = std::getenv(name)) {
+      saved = value;
+    }
+    ::unsetenv(name);
+  }
+  ~UnsetVariable() {
+    if (saved) {
+      ::setenv(name, saved->c_str(), 1);
+    }
+  }
+  UnsetVariable(const UnsetVariable&) = delete;
+  UnsetVariable& operator=(const UnsetVariable&) = delete;
+
+private:
+  const char* name;
+  std::optional<std::string> saved;
+};
+
+TEST(DemoClient, LogsThroughItsSampleConfigurationAndShowsTheFiles) {
+  const UnsetVariable registry("BASALT_REGISTRY");
+  const UnsetVariable events("BASALT_EVENTLOG");
+  const ScratchDirectory scratch;
+  const TmpDirVariable temp(scratch.path().c_str());
+
+  const ChildResult result = runChild({DEMO_CLIENT}, {});
+  ASSERT_EQ(result.exitCode, 0) << result.output;
+  const std::string& out = result.output;
+  const auto shows = [&out](const std::string& text) {
+    return out.find(text) != std::string::npos;
+  };
+
+  const std::string logSection = "\n== Log file: " + scratch.os("basalt-demo-");
+  ASSERT_TRUE(shows(logSection)) << out;
+  const std::string log =
+      out.substr(out.find(logSection), out.find("\n== Event file: ") - out.find(logSection));
+  const auto logged = [&log](const std::string& text) {
+    return log.find(text) != std::string::npos;
+  };
+  EXPECT_TRUE(logged("/basalt_demo.log ==\n")) << log;
+  EXPECT_TRUE(logged(": DEMO: Demo client demo_client started, version 1.0\n")) << log;
+  EXPECT_TRUE(logged(": DEMO: Step 1 of 2: reading the configuration\n")) << log;
+  EXPECT_TRUE(logged(": DEMO: The report Sales by region took 42 ms\n")) << log;
+  EXPECT_TRUE(logged(": Storage: Cache filled to 99% with 1250 entries\n")) << log;
+  EXPECT_TRUE(logged(": DEMO: Cannot open the cube Sales 2024: the server olap.example.com "
+                     "refused the connection after 3 attempts\n"))
+      << log;
+  EXPECT_TRUE(logged(": DEMO: No message obtained. Check the Event log for errors\n")) << log;
+  for (const char* refused : {"too detailed", "95%", "lower case", "quiet"}) {
+    EXPECT_FALSE(logged(refused)) << refused;
+  }
+
+  EXPECT_TRUE(shows("\n== Event file: " + scratch.os("basalt-demo-"))) << out;
+  EXPECT_TRUE(shows("Failed to load the resource dlls. The component is not installed "
+                    "correctly."))
+      << out;
+  EXPECT_TRUE(shows("its text: Cannot open the cube Sales 2024: the server olap.example.com "
+                    "refused the connection after 3 attempts\n"))
+      << out;
+}
+
+} // namespace
+} // namespace basalt::test
