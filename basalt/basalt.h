@@ -4,6 +4,9 @@
 // The whole exported interface of basalt.
 
 #include "basalt/concurrency/pavane_mutex.h"
+#include "basalt/errors/any_error.h"
+#include "basalt/errors/base_error.h"
+#include "basalt/errors/error_info.h"
 #include "basalt/logging/core_log.h"
 #include "basalt/platform/automation_strings.h"
 #include "basalt/platform/guid.h"
