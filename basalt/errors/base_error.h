@@ -16,8 +16,8 @@ class AnyErrorContainer;
 // look nothing up; getText makes the words through the log's message libraries.
 //
 // Throw by value and catch as TRELL_o::AnyError&. A copy clones every insert and starts with
-// an empty text of its own. An allocation failure throws std::bad_alloc and leaves the error as
-// it was.
+// an empty text of its own. A copy, assignment or addInsert that fails (std::bad_alloc, or a
+// client's insert whose clone throws) passes the exception on and leaves the target as it was.
 class BASALT_API BaseError : public TRELL_o::AnyError {
 public:
   BaseError(unsigned int code, const KELPString& module, Severity severity, Completed completed);
@@ -32,8 +32,8 @@ public:
   const KELPString& module() const override;
   // Always 0.
   std::uint32_t hResult() const override;
-  // log must be the one to ask; with a null log the text stays as it is. Once a text was
-  // found, later calls return it whatever the log and inserts are by then.
+  // Made through log->get until a call finds words, then kept whatever the log and the
+  // inserts are later. A null log looks nothing up.
   const KELPString& getText(basalt::CoreLog* log) override;
   int numInserts() const override;
   TRELL_o::AnyErrorInsert* getInsert(int index) const override;

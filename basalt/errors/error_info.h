@@ -39,7 +39,8 @@ public:
   // with its inserts; any other error becomes one with its number, module, severity and
   // status, and its inserts as texts made through the process's log now. The cached text is
   // not copied. error may die right after the call, and may be what GetLastError returned; a
-  // null error, or one that can't be copied for want of memory, leaves the channel empty.
+  // null error, or one that can't be copied for want of memory, leaves the channel empty. An
+  // exception from a client's insert passes on and leaves the stored error as it was.
   void SetLastError(const TRELL_o::AnyError* error) const override;
   void ClearLastError() const override;
 

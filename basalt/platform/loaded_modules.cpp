@@ -20,7 +20,6 @@
 #include <map>
 #include <mutex>
 #include <set>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -142,20 +141,33 @@ private:
   int fd;
 };
 
+// The whole file, read rather than mapped so that a file cut short while we read it is a
+// short read, not a fault. Empty when it can't be read.
+std::vector<unsigned char> readWholeFile(int fd, std::size_t size) {
+  std::vector<unsigned char> contents(size);
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t got = ::pread(fd, contents.data() + done, size - done, static_cast<off_t>(done));
+    if (got < 0 && errno == EINTR) {
+      continue;
+    }
+    if (got <= 0) {
+      contents.resize(done);
+      break;
+    }
+    done += static_cast<std::size_t>(got);
+  }
+  return contents;
+}
+
 std::vector<std::string> neededLibraries(int fd) {
   struct stat status {};
   if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) {
     return {};
   }
-  const auto size = static_cast<std::size_t>(status.st_size);
-  void* mapping = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
-  if (mapping == MAP_FAILED) {
-    return {};
-  }
-  std::vector<std::string> names =
-      elfNeededLibraries(static_cast<const unsigned char*>(mapping), size);
-  ::munmap(mapping, size);
-  return names;
+  const std::vector<unsigned char> contents =
+      readWholeFile(fd, static_cast<std::size_t>(status.st_size));
+  return elfNeededLibraries(contents.data(), contents.size());
 }
 
 // Loads, deepest first, what the object in file needs from directory, so that dlopen then
@@ -205,12 +217,8 @@ HMODULE loadElf(ModuleTable& table, const std::string& path, int fd, bool ownDir
 }
 
 HMODULE loadPeImage(ModuleTable& table, const std::string& path, int fd, std::size_t size) {
-  void* mapping = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
-  if (mapping == MAP_FAILED) {
-    return fail(ERROR_NOT_ENOUGH_MEMORY);
-  }
-  auto module =
-      std::make_shared<LoadedModule>(path, static_cast<const unsigned char*>(mapping), size);
+  std::vector<unsigned char> contents = readWholeFile(fd, size);
+  auto module = std::make_shared<LoadedModule>(path, std::move(contents));
   if (module->image() == nullptr) {
     return fail(ERROR_BAD_EXE_FORMAT);
   }
@@ -355,16 +363,13 @@ FARPROC findSymbol(void* library, const char* name) {
 LoadedModule::LoadedModule(std::string path, void* library)
     : filePath(std::move(path)), dlHandle(library) {}
 
-LoadedModule::LoadedModule(std::string path, const unsigned char* mapping, std::size_t size)
-    : filePath(std::move(path)), mapping(mapping), mappingSize(size),
-      peImage(PeImage::parse(mapping, size)) {}
+LoadedModule::LoadedModule(std::string path, std::vector<unsigned char> contents)
+    : filePath(std::move(path)), contents(std::move(contents)),
+      peImage(PeImage::parse(this->contents.data(), this->contents.size())) {}
 
 LoadedModule::~LoadedModule() {
   if (dlHandle != nullptr) {
     ::dlclose(dlHandle);
-  }
-  if (mapping != nullptr) {
-    ::munmap(const_cast<unsigned char*>(mapping), mappingSize);
   }
 }
 

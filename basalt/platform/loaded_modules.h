@@ -19,6 +19,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace basalt::platform {
 
@@ -47,11 +48,11 @@ FARPROC GetProcAddress(HMODULE module, const char* name);
 BOOL FreeLibrary(HMODULE module);
 
 // A module this layer has loaded. The record outlives its last FreeLibrary for as long as
-// someone still holds it, so a reader never sees its mapping go.
+// someone still holds it, so a reader never sees its contents go.
 class LoadedModule {
 public:
   LoadedModule(std::string path, void* library);
-  LoadedModule(std::string path, const unsigned char* mapping, std::size_t size);
+  LoadedModule(std::string path, std::vector<unsigned char> contents);
   ~LoadedModule();
   LoadedModule(const LoadedModule&) = delete;
   LoadedModule& operator=(const LoadedModule&) = delete;
@@ -66,8 +67,8 @@ public:
 private:
   std::string filePath;
   void* dlHandle = nullptr;
-  const unsigned char* mapping = nullptr;
-  std::size_t mappingSize = 0;
+  // A data module's file, read whole: a mapping would fault if the file shrank under it.
+  std::vector<unsigned char> contents;
   std::optional<PeImage> peImage;
 };
 

@@ -133,6 +133,7 @@ private:
   // Plain equality first, so that the tables are read only for units that differ.
   __attribute__((visibility("hidden"))) static bool chr_same_cb(unsigned short first,
                                                                 unsigned short second);
+
 public:
   // The library's printf: a narrow format, 16-bit units out. %s and %c take wide text and a
   // unit; %hs and %hc native text and a byte (%ls and %lc are the wide forms again). Flags,

@@ -1,10 +1,12 @@
 // LoadStringW on real resource DLLs built by llvm-rc, llvm-cvtres and lld-link.
 
 #include "../modules/test_modules.h"
+#include "../support/scratch_directory.h"
 #include "basalt/platform/loaded_modules.h"
 #include "basalt/platform/string_resources.h"
 #include "basalt/platform/thread_state.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -26,6 +28,21 @@ public:
 
 std::u16string asText(const plat::WCHAR* units, int length) {
   return {units, units + length};
+}
+
+// A message library replaced or cut short on disk while a component has it loaded must not
+// take the component down: the module keeps the contents it read.
+TEST(LoadStringW, SurvivesTheFileShrinkingUnderIt) {
+  const basalt::test::ScratchDirectory dir;
+  std::filesystem::copy_file(modulePath("strings_201_ENU.dll"), dir.os("shrinking.dll"));
+  const plat::HMODULE library = plat::LoadLibraryW(units(dir.os("shrinking.dll")).c_str());
+  ASSERT_NE(library, nullptr);
+  std::filesystem::resize_file(dir.os("shrinking.dll"), 64);
+
+  plat::WCHAR buffer[64];
+  ASSERT_EQ(plat::LoadStringW(library, 1, buffer, 64), 5);
+  EXPECT_EQ(asText(buffer, 5), u"Hello");
+  EXPECT_TRUE(plat::FreeLibrary(library));
 }
 
 TEST(LoadStringW, CopiesCutsAndPointsAsWindowsDoes) {

@@ -17,11 +17,14 @@ const char* expectedCodePage() {
   return std::getenv("BASALT_TEST_EXPECT_CODEPAGE");
 }
 
-// Runs only as the child of NativeText.FollowsTheLocaleReadAtLoad.
-TEST(NativeTextInChild, ConvertsInTheProcessCodePage) {
-  if (expectedCodePage() == nullptr) {
-    GTEST_SKIP() << "runs in a child process";
-  }
+// Runs only in the child processes of NativeText.FollowsTheLocaleReadAtLoad, whose locale
+// environment was set before the library loaded; it is registered there alone.
+class NativeTextInChild : public ::testing::Test {
+public:
+  void TestBody() override;
+};
+
+void NativeTextInChild::TestBody() {
   ASSERT_EQ(getSystemCodePage(), std::atoi(expectedCodePage()));
   EXPECT_STREQ(getSystemLanguage(), std::getenv("BASALT_TEST_EXPECT_LANGUAGE"));
   switch (getSystemCodePage()) {
@@ -56,6 +59,12 @@ TEST(NativeTextInChild, ConvertsInTheProcessCodePage) {
     FAIL() << "no case for code page " << getSystemCodePage();
   }
 }
+
+const bool childTestRegistered =
+    expectedCodePage() != nullptr &&
+    ::testing::RegisterTest("NativeTextInChild", "ConvertsInTheProcessCodePage", nullptr, nullptr,
+                            __FILE__, __LINE__,
+                            []() -> ::testing::Test* { return new NativeTextInChild; }) != nullptr;
 
 TEST(NativeText, FollowsTheLocaleReadAtLoad) {
   struct Case {

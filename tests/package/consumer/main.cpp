@@ -1,15 +1,14 @@
 // A client of the installed package: it must compile against the installed headers alone
 // and link against the installed library.
 #include <basalt/basalt.h>
-
 #include <cstdio>
 
 int main() {
   KELPString text("basalt");
   unsigned short* bstr = nullptr;
   text.createBSTR(&bstr);
-  const bool ok = bstr != nullptr && basalt::platform::SysStringLen(bstr) == 6 &&
-                  text.string() == "basalt";
+  const bool ok =
+      bstr != nullptr && basalt::platform::SysStringLen(bstr) == 6 && text.string() == "basalt";
   basalt::platform::SysFreeString(bstr);
   {
     basalt::PavaneMutex mutex;
