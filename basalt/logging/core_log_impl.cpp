@@ -34,13 +34,6 @@ void appendAscii(KELPString& text, const char* ascii, std::size_t length) {
   text.Base::append(ascii, ascii + length);
 }
 
-KELPString logKeyChild(const char* name) {
-  KELPString path(CoreLogImpl::logKeyPath);
-  path += static_cast<unsigned short>('\\');
-  path.append(name);
-  return path;
-}
-
 } // namespace
 
 CoreLogImpl::CoreLogImpl() {
@@ -105,8 +98,10 @@ bool CoreLogImpl::readModules() {
   // First, so that every event of the start has somewhere to go.
   eventSource = plat::RegisterEventSourceW(nullptr, KELPString(eventSourceName).c_str());
   RegistryWrapper registry;
+  KELPString modulesPath(logKeyPath);
+  modulesPath.append("\\Modules");
   std::vector<RegistryKey*> moduleKeys;
-  if (!registry.enumRegKeys(RegistryWrapper::LocalMachine, logKeyChild("Modules"), moduleKeys)) {
+  if (!registry.enumRegKeys(RegistryWrapper::LocalMachine, modulesPath, moduleKeys)) {
     reportRegistryEvent(registry.getErrorText());
     return false;
   }
