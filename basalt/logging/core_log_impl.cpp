@@ -12,6 +12,7 @@
 #include "basalt/text/system_locale_info.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -24,13 +25,13 @@ namespace {
 CoreLog::VerbosityType unknownModuleVerbosity = CoreLog::VerbosityOff;
 
 // What ctime gives, less the blank, the year and the line feed at its end.
-constexpr KELPString::size_type yearAndLineEnd = 6;
+constexpr std::size_t yearAndLineEnd = 6;
+// "Www Mmm dd hh:mm:ss.mmm: " and the ": " behind the module.
+constexpr std::size_t lineHeadLength = 27;
 
-KELPString logKeyChild(const char* name) {
-  KELPString path(CoreLogImpl::logKeyPath);
-  path += static_cast<unsigned short>('\\');
-  path.append(name);
-  return path;
+// 7-bit text, such as the time stamp, widened unit by unit rather than through the code page.
+void appendAscii(KELPString& text, const char* ascii, std::size_t length) {
+  text.Base::append(ascii, ascii + length);
 }
 
 } // namespace
@@ -97,8 +98,10 @@ bool CoreLogImpl::readModules() {
   // First, so that every event of the start has somewhere to go.
   eventSource = plat::RegisterEventSourceW(nullptr, KELPString(eventSourceName).c_str());
   RegistryWrapper registry;
+  KELPString modulesPath(logKeyPath);
+  modulesPath.append("\\Modules");
   std::vector<RegistryKey*> moduleKeys;
-  if (!registry.enumRegKeys(RegistryWrapper::LocalMachine, logKeyChild("Modules"), moduleKeys)) {
+  if (!registry.enumRegKeys(RegistryWrapper::LocalMachine, modulesPath, moduleKeys)) {
     reportRegistryEvent(registry.getErrorText());
     return false;
   }
@@ -239,21 +242,29 @@ bool CoreLogImpl::writeRecord(std::uint32_t message, VerbosityType level, const 
 
 void CoreLogImpl::writeLine(std::uint32_t message, const KELPString& module, int insertCount,
                             const unsigned short** inserts) {
-  KELPString text;
+  KELPString& text = recordText;
+  text.clear();
   formatMessage(text, message, insertCount, inserts);
   // Taken after the text is made, as a line's time is when it was written.
   plat::_timeb now{};
   plat::_ftime(&now);
-  KELPString line(plat::ctime(&now.time));
-  line.resize(line.size() > yearAndLineEnd ? line.size() - yearAndLineEnd : 0);
-  KELPString milliseconds;
-  milliseconds.build(".%3.3u", static_cast<unsigned int>(now.millitm));
-  line += milliseconds;
-  line.append(": ");
+  KELPString& line = recordLine;
+  line.clear();
+  line.reserve(lineHeadLength + module.size() + text.size() + sizeof missingTextNotice);
+  if (const char* shown = plat::ctime(&now.time)) {
+    const std::size_t length = std::strlen(shown);
+    appendAscii(line, shown, length > yearAndLineEnd ? length - yearAndLineEnd : 0);
+  }
+  // ".%3.3u" of the milliseconds: a dot and exactly three digits.
+  const char milliseconds[] = {'.', static_cast<char>('0' + now.millitm / 100 % 10),
+                               static_cast<char>('0' + now.millitm / 10 % 10),
+                               static_cast<char>('0' + now.millitm % 10)};
+  appendAscii(line, milliseconds, sizeof milliseconds);
+  appendAscii(line, ": ", 2);
   line += module;
-  line.append(": ");
+  appendAscii(line, ": ", 2);
   if (text.empty()) {
-    line.append(missingTextNotice);
+    appendAscii(line, missingTextNotice, sizeof missingTextNotice - 1);
   } else {
     line += text;
   }
@@ -277,8 +288,7 @@ CoreLog::VerbosityType* CoreLogImpl::getVerbosity(const KELPString& module,
 
 bool CoreLogImpl::formatMessage(KELPString& text, std::uint32_t message, int insertCount,
                                 const unsigned short** inserts) {
-  KELPString raw;
-  return lookupText(message, raw) && formatMessageText(raw, insertCount, inserts, text);
+  return lookupText(message, rawText) && formatMessageText(rawText, insertCount, inserts, text);
 }
 
 bool CoreLogImpl::lookupText(std::uint32_t message, KELPString& text) {
@@ -316,7 +326,7 @@ void CoreLogImpl::addModule(LogApp* entry) {
 
 LogApp* CoreLogImpl::findModule(const KELPString& name) {
   const auto place = std::lower_bound(modules.begin(), modules.end(), name, CompareModule());
-  return place != modules.end() && (*place)->name == name ? *place : nullptr;
+  return place != modules.end() && !nameBefore(name, (*place)->name) ? *place : nullptr;
 }
 
 CoreLog::VerbosityType* CoreLogImpl::findVerbosity(const KELPString& module,

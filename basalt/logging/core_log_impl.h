@@ -103,6 +103,11 @@ private:
   void discardConfiguration();
 
   std::atomic<int> owners{1};
+  // Working text of formatMessage and writeLine, kept from record to record so that a record
+  // doesn't allocate them anew; guarded by mutex like the rest.
+  KELPString rawText;
+  KELPString recordText;
+  KELPString recordLine;
 };
 
 } // namespace basalt

@@ -28,7 +28,7 @@ void LogApp::addComponent(const KELPString& name, CoreLog::VerbosityType verbosi
 CoreLog::VerbosityType* LogApp::findComponent(const KELPString& name) {
   const auto place =
       std::lower_bound(components.begin(), components.end(), name, CompareComponent());
-  if (place != components.end() && (*place)->name == name) {
+  if (place != components.end() && !nameBefore(name, (*place)->name)) {
     return &(*place)->verbosity;
   }
   return &verbosity;

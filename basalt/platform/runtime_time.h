@@ -20,8 +20,9 @@ void _ftime(_timeb* now);
 
 // The local time of seconds as "Www Mmm dd hh:mm:ss yyyy\n", day of the month padded with a
 // blank, names in English. The text lies in a buffer of the calling thread that the next
-// call overwrites. Null for a time before 1970 or after the year 9999.
-char* ctime(const time_t* seconds);
+// call overwrites; a call for the second shown last gives it unchanged, so a change of time
+// zone shows from the next second on. Null for a time before 1970 or after the year 9999.
+const char* ctime(const time_t* seconds);
 
 } // namespace basalt::platform
 

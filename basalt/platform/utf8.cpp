@@ -50,6 +50,7 @@ std::size_t decode(const unsigned char* bytes, std::size_t available, WCHAR unit
 }
 
 void append(std::string& out, const WCHAR* units, std::size_t count) {
+  out.reserve(out.size() + count); // at least a byte a unit: no growing for 7-bit text
   for (std::size_t i = 0; i < count; ++i) {
     char32_t code = units[i];
     if (code >= 0xD800 && code <= 0xDBFF && i + 1 < count && units[i + 1] >= 0xDC00 &&
