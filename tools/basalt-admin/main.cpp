@@ -27,7 +27,8 @@ registry [KEY]
         basalt-admin registry 'HKLM\Software\Corvane Holdings\10.0\TRELL(o)\Log'
     The root key may be given long or short (HKEY_LOCAL_MACHINE or HKLM).
     Every line that the library skips is told on standard error as
-    FILE:LINE: what is wrong.
+    FILE:LINE: what is wrong, and sent to the event log as a component's
+    first read of the registry sends it.
 
 message [--language LANG] NUMBER [INSERT...]
     Prints the text of a message number with its inserts (%1, %2, ...) as the
