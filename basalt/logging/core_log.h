@@ -52,7 +52,8 @@ public:
            const KELPString& component, int insertCount, const unsigned short** inserts);
 
   // Appends the text of message with its inserts to text, whatever the filter says. False,
-  // with text as it was, when the number has no text.
+  // with text as it was, when the number has no text or inserts is null while insertCount
+  // is above 0.
   bool get(KELPString& text, std::uint32_t message, int insertCount,
            const unsigned short** inserts);
 
