@@ -21,6 +21,8 @@ struct FILE {
   // Whether the last call read: C wants a flush between writing and reading, and a seek
   // between reading and writing.
   bool reading;
+  // The bytes of the last write, kept so that each line doesn't allocate again.
+  std::string encoded;
 };
 
 namespace {
@@ -148,9 +150,10 @@ int fputws(LPCWSTR text, FILE* stream) {
   while (text[length] != 0) {
     ++length;
   }
-  std::string bytes;
-  utf8::append(bytes, text, length);
   const StreamLock lock(stream->file);
+  std::string& bytes = stream->encoded;
+  bytes.clear();
+  utf8::append(bytes, text, length);
   startWriting(stream);
   return std::fwrite(bytes.data(), 1, bytes.size(), stream->file) == bytes.size() ? 0 : WIDE_EOF;
 }

@@ -55,9 +55,14 @@ void File::writeLine(const KELPString& text) {
   if (stream == nullptr) {
     return;
   }
-  KELPString line(text);
-  line += lineEnd;
-  writeString(line);
+  // The line and its end go into the stream's buffer, and the one flush writes them together.
+  // Text stops at its first zero unit, and a line end behind one is cut off with the rest.
+  const unsigned short end[] = {lineEnd, 0};
+  plat::fputws(text.c_str(), stream);
+  if (text.Base::find(static_cast<unsigned short>(0)) == KELPString::npos) {
+    plat::fputws(end, stream);
+  }
+  plat::fflush(stream);
 }
 
 void File::readToEOF(KELPString& out) {
