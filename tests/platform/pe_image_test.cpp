@@ -75,21 +75,6 @@ plat::DWORD lookUp(const Bytes& bytes, plat::UINT id, std::u16string* found = nu
   return error;
 }
 
-TEST(PeImage, ReadsBothMachines) {
-  const Bytes x86 = readModule("strings_201_ENU.dll");
-  const Bytes x64 = readModule("strings_201_DEU.dll");
-  const auto image32 = plat::PeImage::parse(x86.data(), x86.size());
-  const auto image64 = plat::PeImage::parse(x64.data(), x64.size());
-  ASSERT_TRUE(image32 && image64);
-  EXPECT_FALSE(image32->is64Bit());
-  EXPECT_EQ(image32->machine(), 0x14C);
-  EXPECT_TRUE(image64->is64Bit());
-  EXPECT_EQ(image64->machine(), 0x8664);
-  std::u16string text;
-  EXPECT_EQ(lookUp(x64, 1, &text), plat::ERROR_SUCCESS);
-  EXPECT_EQ(text, u"Schöne Grüße");
-}
-
 TEST(PeImage, RefusesBrokenHeaders) {
   const Bytes good = readModule("strings_201_ENU.dll");
   const Layout at = layoutOf(good);

@@ -10,7 +10,7 @@
 using basalt::FileLocator;
 using basalt::test::narrow;
 using basalt::test::ScratchDirectory;
-using basalt::test::TmpDirVariable;
+using basalt::test::EnvironmentVariable;
 
 namespace {
 
@@ -123,7 +123,7 @@ TEST(FileLocatorTest, TempLocationComesFromTheSystemAndLosesItsClosingBackslash)
   // Longer than the first buffer of 40 characters, so that the second call is needed.
   const std::string deep = "a-directory-with-a-name-longer-than-forty-characters";
   std::filesystem::create_directory(dir.path() / deep);
-  const TmpDirVariable variable(dir.os(deep).c_str());
+  const EnvironmentVariable variable("TMPDIR", dir.os(deep).c_str());
   FileLocator locator(KELPString("x.log"));
   EXPECT_EQ(locator.setLocationToTemp(), 1);
   EXPECT_EQ(narrow(locator.getLocation()), dir.library(deep));
