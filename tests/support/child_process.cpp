@@ -1,98 +1,48 @@
 #include "tests/support/child_process.h"
 
-#include <cerrno>
-#include <spawn.h>
+#include <cstdio>
+#include <filesystem>
 #include <sys/wait.h>
-#include <unistd.h>
-
-extern char** environ;
 
 namespace basalt::test {
 namespace {
 
-std::vector<std::string> mergedEnvironment(const std::vector<std::string>& overrides) {
-  std::vector<std::string> merged;
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    const std::string variable(*entry);
-    const std::string name = variable.substr(0, variable.find('=') + 1);
-    bool replaced = false;
-    for (const std::string& override : overrides) {
-      replaced = replaced || override.compare(0, name.size(), name) == 0;
-    }
-    if (!replaced) {
-      merged.push_back(variable);
-    }
+// Single quotes keep every character but the quote itself, which is closed, escaped and
+// opened again.
+std::string quoted(const std::string& word) {
+  std::string out = "'";
+  for (const char c : word) {
+    out += c == '\'' ? std::string("'\\''") : std::string(1, c);
   }
-  merged.insert(merged.end(), overrides.begin(), overrides.end());
-  return merged;
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-  std::vector<char*> result;
-  result.reserve(texts.size() + 1);
-  for (std::string& text : texts) {
-    result.push_back(text.data());
-  }
-  result.push_back(nullptr);
-  return result;
+  return out + "'";
 }
 
 } // namespace
 
 ChildResult runChild(const std::vector<std::string>& arguments,
                      const std::vector<std::string>& environment) {
-  ChildResult result;
-  int pipeEnds[2];
-  if (pipe(pipeEnds) != 0) {
-    result.output = "pipe failed";
-    return result;
+  // env starts the program itself, so a link such as /proc/self/exe is followed here.
+  std::string command = "exec env";
+  for (const std::string& variable : environment) {
+    command += " " + quoted(variable);
   }
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addclose(&actions, pipeEnds[0]);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDERR_FILENO);
-  posix_spawn_file_actions_addclose(&actions, pipeEnds[1]);
-
-  std::vector<std::string> argumentTexts = arguments;
-  std::vector<std::string> environmentTexts = mergedEnvironment(environment);
-  std::vector<char*> argv = pointers(argumentTexts);
-  std::vector<char*> envp = pointers(environmentTexts);
-  pid_t child = 0;
-  const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), envp.data());
-  posix_spawn_file_actions_destroy(&actions);
-  close(pipeEnds[1]);
-  if (spawned != 0) {
-    close(pipeEnds[0]);
-    result.output = "posix_spawn failed";
+  command += " " + quoted(std::filesystem::canonical(arguments.at(0)).string());
+  for (std::size_t i = 1; i < arguments.size(); ++i) {
+    command += " " + quoted(arguments[i]);
+  }
+  ChildResult result;
+  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) {
+    result.output = "popen failed";
     return result;
   }
   char buffer[4096];
-  for (;;) {
-    const ssize_t count = read(pipeEnds[0], buffer, sizeof(buffer));
-    if (count > 0) {
-      result.output.append(buffer, static_cast<std::size_t>(count));
-    } else if (count == 0 || errno != EINTR) {
-      break;
-    }
+  for (std::size_t count; (count = std::fread(buffer, 1, sizeof(buffer), pipe)) > 0;) {
+    result.output.append(buffer, count);
   }
-  close(pipeEnds[0]);
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
+  const int status = ::pclose(pipe);
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return result;
-}
-
-std::vector<std::string> splitLines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::size_t start = 0;
-  while (start < text.size()) {
-    const std::size_t end = text.find('\n', start);
-    lines.push_back(text.substr(start, end == std::string::npos ? std::string::npos : end - start));
-    start = end == std::string::npos ? text.size() : end + 1;
-  }
-  return lines;
 }
 
 } // namespace basalt::test

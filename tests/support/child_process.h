@@ -11,13 +11,10 @@ struct ChildResult {
   std::string output; // standard output and standard error, interleaved
 };
 
-// Runs the program in arguments[0] without a shell, with this process's environment plus
-// the NAME=value pairs of environment (which replace variables of the same name).
+// Runs the program in arguments[0] with this process's environment plus the NAME=value pairs
+// of environment (which replace variables of the same name).
 ChildResult runChild(const std::vector<std::string>& arguments,
                      const std::vector<std::string>& environment);
-
-// The lines of text, without their line ends.
-std::vector<std::string> splitLines(const std::string& text);
 
 } // namespace basalt::test
 
