@@ -59,6 +59,13 @@ void* loadedHandle(const char* name) {
   return handle;
 }
 
+// What the test plugins' answer function returns; -1 when the symbol isn't found.
+int answerOf(plat::HMODULE module, const char* symbol) {
+  using Answer = int (*)();
+  const auto answer = reinterpret_cast<Answer>(plat::GetProcAddress(module, symbol));
+  return answer == nullptr ? -1 : answer();
+}
+
 std::string copyModule(const ScratchDirectory& dir, const std::string& module,
                        const std::string& as) {
   fs::create_directories(fs::path(dir.os(as)).parent_path());
@@ -66,7 +73,7 @@ std::string copyModule(const ScratchDirectory& dir, const std::string& module,
   return dir.os(as);
 }
 
-TEST(GetModuleHandleW, NullAndTheProgramsOwnNameGiveTheMainProgram) {
+TEST(GetModuleHandleW, NullAndTheProgramsOwnNameGiveTheMainProgramAndItsFileName) {
   const plat::HMODULE main = plat::GetModuleHandleW(nullptr);
   ASSERT_NE(main, nullptr);
   EXPECT_EQ(main, loadedHandle(nullptr));
@@ -75,6 +82,13 @@ TEST(GetModuleHandleW, NullAndTheProgramsOwnNameGiveTheMainProgram) {
   EXPECT_EQ(fileNameOf(main), program);
   EXPECT_EQ(handleOf("platform_tests"), main);
   EXPECT_EQ(handleOf("platform_tests.exe"), main);
+
+  // A file name cut to the buffer says so.
+  plat::WCHAR buffer[5] = {1, 1, 1, 1, 1};
+  EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 5), 5U);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
+  EXPECT_EQ(narrow(Units(buffer)), program.substr(0, 4));
+  EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 0), 0U);
 }
 
 TEST(GetModuleHandleW, SharedObjectsAreFoundByTheirNamesAndGiveTheLoadersHandle) {
@@ -115,15 +129,6 @@ TEST(GetModuleHandleW, LibraryNameFindsTheSharedLibraryOnceLoadedAndElseTheCodeI
   EXPECT_EQ(handleOf("libbasalt.so"), library);
   EXPECT_EQ(fileNameOf(library), libraryForm(shared));
   ::dlclose(library);
-}
-
-TEST(GetModuleFileNameW, IsCutToTheBufferAndSaysSo) {
-  const std::string whole = fileNameOf(nullptr);
-  plat::WCHAR buffer[5] = {1, 1, 1, 1, 1};
-  EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 5), 5U);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
-  EXPECT_EQ(narrow(Units(buffer)), whole.substr(0, 4));
-  EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 0), 0U);
 }
 
 TEST(LoadLibrary, OneFileOneHandleCounted) {
@@ -237,11 +242,7 @@ TEST(LoadLibrary, SearchesProgramCurrentLibraryPathThenPath) {
 TEST(LoadLibrary, ElfObjectsLoadWithDlopenAndLendNoSymbols) {
   const plat::HMODULE plugin = load(modulePath("test_plugin.so"));
   ASSERT_NE(plugin, nullptr);
-  using Answer = int (*)();
-  const auto answer =
-      reinterpret_cast<Answer>(plat::GetProcAddress(plugin, "basalt_test_plugin_answer"));
-  ASSERT_NE(answer, nullptr);
-  EXPECT_EQ(answer(), 42);
+  EXPECT_EQ(answerOf(plugin, "basalt_test_plugin_answer"), 42);
   // libc is the plugin's dependency, not the plugin.
   EXPECT_EQ(plat::GetProcAddress(plugin, "abs"), nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
@@ -279,12 +280,7 @@ TEST(LoadLibrary, AlteredSearchTakesDependenciesFromTheModulesDirectory) {
 
   const plat::HMODULE module =
       plat::LoadLibraryExW(plugin.c_str(), nullptr, plat::LOAD_WITH_ALTERED_SEARCH_PATH);
-  ASSERT_NE(module, nullptr);
-  using Answer = int (*)();
-  const auto answer =
-      reinterpret_cast<Answer>(plat::GetProcAddress(module, "basalt_test_dependent_answer"));
-  ASSERT_NE(answer, nullptr);
-  EXPECT_EQ(answer(), 43);
+  EXPECT_EQ(answerOf(module, "basalt_test_dependent_answer"), 43);
   EXPECT_TRUE(plat::FreeLibrary(module));
 }
 

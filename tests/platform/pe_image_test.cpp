@@ -61,18 +61,14 @@ Layout layoutOf(const Bytes& bytes) {
 
 // The bytes are a vector of their exact size, so any read past the end is seen by the address
 // sanitizer.
-plat::DWORD lookUp(const Bytes& bytes, plat::UINT id, std::u16string* found = nullptr) {
+plat::DWORD lookUp(const Bytes& bytes, plat::UINT id) {
   const auto image = plat::PeImage::parse(bytes.data(), bytes.size());
   if (!image) {
     return plat::ERROR_BAD_EXE_FORMAT;
   }
   const plat::WCHAR* text = nullptr;
   std::size_t length = 0;
-  const plat::DWORD error = plat::findStringResource(*image, id, 0x0409, text, length);
-  if (error == plat::ERROR_SUCCESS && found != nullptr) {
-    found->assign(text, text + length);
-  }
-  return error;
+  return plat::findStringResource(*image, id, 0x0409, text, length);
 }
 
 TEST(PeImage, RefusesBrokenHeaders) {

@@ -27,17 +27,18 @@ HKEY open(const char16_t* path) {
   return key;
 }
 
+std::u16string codeText(LONG status) {
+  const std::string digits = std::to_string(status);
+  return u"<code " + std::u16string(digits.begin(), digits.end()) + u">";
+}
+
 // The text of a value read through key; "<code N>" when the read fails.
 std::u16string textOf(HKEY key, const char16_t* value) {
   WCHAR buffer[64] = {};
   DWORD size = sizeof(buffer);
   const LONG status =
       RegQueryValueExW(key, w(value), nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
-  if (status != ERROR_SUCCESS) {
-    const std::string digits = std::to_string(status);
-    return u"<code " + std::u16string(digits.begin(), digits.end()) + u">";
-  }
-  return reinterpret_cast<const char16_t*>(buffer);
+  return status == ERROR_SUCCESS ? reinterpret_cast<const char16_t*>(buffer) : codeText(status);
 }
 
 // The same through a fresh open; "<code N>" when the open fails.
@@ -45,8 +46,7 @@ std::u16string readText(const char16_t* path, const char16_t* value) {
   HKEY key = nullptr;
   const LONG status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(path), 0, KEY_READ, &key);
   if (status != ERROR_SUCCESS) {
-    const std::string digits = std::to_string(status);
-    return u"<code " + std::u16string(digits.begin(), digits.end()) + u">";
+    return codeText(status);
   }
   std::u16string text = textOf(key, value);
   RegCloseKey(key);
@@ -172,6 +172,13 @@ TEST(Registry, ValueSizesCountTheTerminatorAndSmallBuffersGet234) {
 
 TEST(Registry, FailuresGiveWindowsCodes) {
   RegistrySandbox sandbox;
+  // No source is an empty registry, and so are the default files where there are none.
+  EXPECT_EQ(readText(u"A", u""), u"<code 2>");
+  struct stat status {};
+  if (::stat("/etc/basalt", &status) != 0) {
+    ::unsetenv("BASALT_REGISTRY");
+    EXPECT_EQ(readText(u"A", u""), u"<code 2>");
+  }
   sandbox.write("r.reg", v5("[HKLM\\A\\B]\r\n\"v\"=\"x\"\r\n"));
   sandbox.useSources("r.reg");
   HKEY key = reinterpret_cast<HKEY>(1);
@@ -208,6 +215,12 @@ TEST(Registry, FailuresGiveWindowsCodes) {
             ERROR_INVALID_HANDLE);
   EXPECT_EQ(RegCloseKey(reinterpret_cast<HKEY>(std::uintptr_t{0x1234})), ERROR_INVALID_HANDLE);
   EXPECT_EQ(RegCloseKey(HKEY_LOCAL_MACHINE), ERROR_SUCCESS);
+  // A root opens by a null path and may have no sub-key at all.
+  size = 16;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, nullptr, 0, KEY_READ, &key), ERROR_SUCCESS);
+  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+            ERROR_NO_MORE_ITEMS);
+  EXPECT_TRUE(sandbox.events().empty());
 }
 
 TEST(Registry, OpenKeysKeepTheVersionTheyWereOpenedOn) {
@@ -285,25 +298,6 @@ TEST(Registry, BadLinesAndUnreadableFilesAreReportedOnce) {
   EXPECT_EQ(events[3].event, registryLineSkippedEvent);
   EXPECT_EQ(events[3].strings[0], plain);
   EXPECT_EQ(events[3].strings[1], "1");
-}
-
-TEST(Registry, NoSourceIsAnEmptyRegistry) {
-  RegistrySandbox sandbox;
-  EXPECT_EQ(readText(u"Software", u""), u"<code 2>");
-  HKEY key = nullptr;
-  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, nullptr, 0, KEY_READ, &key), ERROR_SUCCESS);
-  WCHAR name[16];
-  DWORD size = 16;
-  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
-            ERROR_NO_MORE_ITEMS);
-  RegCloseKey(key);
-
-  struct stat status {};
-  if (::stat("/etc/basalt", &status) != 0) {
-    ::unsetenv("BASALT_REGISTRY"); // the defaults, which don't exist here
-    EXPECT_EQ(readText(u"Software", u""), u"<code 2>");
-  }
-  EXPECT_TRUE(sandbox.events().empty());
 }
 
 TEST(Registry, ReadersOnManyThreadsSeeWholeVersionsWhileTheFileIsReplaced) {
