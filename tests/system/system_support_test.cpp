@@ -1,7 +1,6 @@
 #include "basalt/platform/thread_state.h"
 #include "basalt/system/system_support.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
@@ -31,16 +30,6 @@ TEST(SystemSupport, FormatErrorGivesTheTextWithoutItsLineEndOnAnyThread) {
   for (std::size_t i = 0; i < texts.size(); ++i) {
     EXPECT_EQ(texts[i], i % 2 == 0 ? "Access is denied." : "No more data is available.");
   }
-}
-
-TEST(SystemSupport, GenerateGuidGivesNilOrANewRandomGuid) {
-  basalt::platform::GUID guid;
-  std::memset(&guid, 0xFF, sizeof(guid));
-  SystemSupport::GenerateGUID(guid, true);
-  const basalt::platform::GUID nil{};
-  EXPECT_EQ(std::memcmp(&guid, &nil, sizeof(guid)), 0);
-  SystemSupport::GenerateGUID(guid, false);
-  EXPECT_EQ(guid.Data3 >> 12, 4);
 }
 
 } // namespace
