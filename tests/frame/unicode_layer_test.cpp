@@ -43,7 +43,7 @@ protected:
     if (layer == nullptr) {
       return {};
     }
-    const std::string path = plat::findLoadedModule(layer)->path();
+    std::string path = plat::findLoadedModule(layer)->path();
     plat::FreeLibrary(layer);
     return path;
   }

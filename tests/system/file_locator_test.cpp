@@ -24,6 +24,7 @@ std::vector<std::string> listed(const FileLocator& locator, int strip,
                                 std::vector<KELPString> out = {}) {
   const int result = locator.listFiles(out, strip);
   std::vector<std::string> names;
+  names.reserve(out.size() + 1);
   for (const KELPString& name : out) {
     names.push_back(narrow(name));
   }

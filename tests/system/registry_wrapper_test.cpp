@@ -7,7 +7,7 @@
 namespace {
 
 const char logPath[] = "Software\\Corvane Holdings\\10.0\\TRELL(o)\\Log";
-const std::string logKey = "[HKEY_LOCAL_MACHINE]" + std::string(logPath);
+const char logKey[] = "[HKEY_LOCAL_MACHINE]Software\\Corvane Holdings\\10.0\\TRELL(o)\\Log";
 
 class RegistryWrapperTest : public ::testing::Test {
 protected:
@@ -74,7 +74,7 @@ TEST_F(RegistryWrapperTest, KeysHandedOutStayOpenAndFailuresAreKeptUntilTheNext)
   EXPECT_EQ(key->getName().string(), "Log");
   EXPECT_EQ(key->getFullPath().string(), logKey);
   EXPECT_EQ(registry.getErrorText().string(),
-            logKey + "\\Missing: The system cannot find the file specified.");
+            std::string(logKey) + "\\Missing: The system cannot find the file specified.");
   std::uint32_t number = 0;
   EXPECT_TRUE(registry.readRegKeyValue(key, "Overwrite", number));
   EXPECT_EQ(number, 1u);
