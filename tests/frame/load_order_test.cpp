@@ -1,11 +1,10 @@
 #include "tests/support/child_process.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace {
 
-using basalt::test::runChild;
-using basalt::test::splitLines;
 using Lines = std::vector<std::string>;
 
 // What a child printed on the debug output and of its own, in order. The layer's registry and
@@ -13,11 +12,12 @@ using Lines = std::vector<std::string>;
 // a leak checker would find them unreachable: it is off in the child.
 Lines traceOf(const std::string& mode) {
   const basalt::test::ChildResult child =
-      runChild({LOAD_ORDER_PROBE, BASALT_LIBRARY_FILE, mode},
-               {"BASALT_DEBUG_OUTPUT=1", "ASAN_OPTIONS=detect_leaks=0"});
+      basalt::test::runChild({LOAD_ORDER_PROBE, BASALT_LIBRARY_FILE, mode},
+                             {"BASALT_DEBUG_OUTPUT=1", "ASAN_OPTIONS=detect_leaks=0"});
   EXPECT_EQ(child.exitCode, 0) << child.output;
   Lines trace;
-  for (const std::string& line : splitLines(child.output)) {
+  std::istringstream output(child.output);
+  for (std::string line; std::getline(output, line);) {
     if (line.rfind("basalt: ", 0) == 0 || line.rfind("probe: ", 0) == 0) {
       trace.push_back(line);
     }
@@ -25,67 +25,46 @@ Lines traceOf(const std::string& mode) {
   return trace;
 }
 
-const char* const staticObjects[] = {
-    "SystemLocaleInfo",          "resourceLocation",  "registry root names",
-    "SharedLibrary error mutex", "nullString",        "printed globals",
-    "translated exception text", "libraryModuleName", "FormatError mutex"};
-
-Lines staticObjectsMade() {
+// The static objects are made first and destroyed last, in reverse; process attach makes the
+// log object while the ORB is held, and the ensure_init entry exists only once the log is used.
+Lines expectedTrace(bool logUsed) {
+  const char* const staticObjects[] = {
+      "SystemLocaleInfo",          "resourceLocation",  "registry root names",
+      "SharedLibrary error mutex", "nullString",        "printed globals",
+      "translated exception text", "libraryModuleName", "FormatError mutex"};
   Lines lines;
   for (const char* name : staticObjects) {
     lines.push_back(std::string("basalt: made ") + name);
   }
-  return lines;
-}
-
-Lines staticObjectsDestroyed() {
-  Lines lines;
+  lines.insert(lines.end(), {"basalt: thread library started", "basalt: ORB taken",
+                             "basalt: made getLogObject holder", "basalt: made getLogObject mutex",
+                             "basalt: made log object", "basalt: ORB released", "probe: loaded"});
+  if (logUsed) {
+    lines.insert(lines.end(),
+                 {"basalt: made ensure_init mutex", "basalt: made resourceLocation mutex",
+                  "probe: verbosity 0, record refused"});
+  }
+  lines.emplace_back("basalt: thread library ended");
+  if (logUsed) {
+    lines.insert(lines.end(), {"basalt: exit list: resourceLocation mutex",
+                               "basalt: exit list: ensure_init mutex"});
+  }
+  lines.insert(lines.end(),
+               {"basalt: exit list: getLogObject mutex", "basalt: exit list: getLogObject holder",
+                "basalt: deleted log object"});
   for (auto name = std::rbegin(staticObjects); name != std::rend(staticObjects); ++name) {
     lines.push_back(std::string("basalt: exit list: ") + *name);
   }
+  lines.emplace_back("probe: unloaded");
   return lines;
 }
 
-Lines concat(std::initializer_list<Lines> parts) {
-  Lines all;
-  for (const Lines& part : parts) {
-    all.insert(all.end(), part.begin(), part.end());
-  }
-  return all;
-}
-
-// Process attach, with the log object made while the ORB is held.
-Lines attach() {
-  return {
-      "basalt: thread library started",   "basalt: ORB taken",
-      "basalt: made getLogObject holder", "basalt: made getLogObject mutex",
-      "basalt: made log object",          "basalt: ORB released",
-  };
-}
-
 TEST(LoadOrder, UsedLogGoesAfterThreadLibraryAndBeforeStaticObjects) {
-  const Lines expected =
-      concat({staticObjectsMade(),
-              attach(),
-              {"probe: loaded", "basalt: made ensure_init mutex",
-               "basalt: made resourceLocation mutex", "probe: verbosity 0, record refused",
-               "basalt: thread library ended", "basalt: exit list: resourceLocation mutex",
-               "basalt: exit list: ensure_init mutex", "basalt: exit list: getLogObject mutex",
-               "basalt: exit list: getLogObject holder", "basalt: deleted log object"},
-              staticObjectsDestroyed(),
-              {"probe: unloaded"}});
-  EXPECT_EQ(traceOf("log"), expected);
+  EXPECT_EQ(traceOf("log"), expectedTrace(true));
 }
 
 TEST(LoadOrder, UnusedLogLeavesNoEnsureInitEntry) {
-  const Lines expected = concat(
-      {staticObjectsMade(),
-       attach(),
-       {"probe: loaded", "basalt: thread library ended", "basalt: exit list: getLogObject mutex",
-        "basalt: exit list: getLogObject holder", "basalt: deleted log object"},
-       staticObjectsDestroyed(),
-       {"probe: unloaded"}});
-  EXPECT_EQ(traceOf("quiet"), expected);
+  EXPECT_EQ(traceOf("quiet"), expectedTrace(false));
 }
 
 } // namespace

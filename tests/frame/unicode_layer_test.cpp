@@ -5,35 +5,33 @@
 #include "../support/registry_sandbox.h"
 #include "basalt/frame/unicode_layer.h"
 #include "basalt/platform/loaded_modules.h"
+#include "tests/support/scratch_directory.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 
 namespace plat = basalt::platform;
+using basalt::test::libraryForm;
 
 namespace {
 
 class UnicodeLayer : public ::testing::Test {
 protected:
   UnicodeLayer() {
-    const char* saved = std::getenv("LD_LIBRARY_PATH");
-    savedLibraryPath = saved != nullptr ? saved : "";
     std::filesystem::create_directories(sandbox.path("root"));
     std::filesystem::create_directories(sandbox.path("searched"));
-    ::setenv("LD_LIBRARY_PATH", sandbox.path("searched").c_str(), 1);
   }
-  ~UnicodeLayer() override { ::setenv("LD_LIBRARY_PATH", savedLibraryPath.c_str(), 1); }
 
   void placeLayer(const std::string& directory) const {
     std::filesystem::copy_file(basalt::test::modulePath("strings_201_ENU.dll"),
                                sandbox.path(directory) + "/unicows.dll");
   }
 
-  void registerRoot(const std::string& root) const {
+  // The file the layer loaded from, in the system's form; empty for none.
+  std::string loadedWithRoot(const std::string& root) const {
     std::string escaped;
-    for (const char c : root) {
+    for (const char c : libraryForm(root)) {
       escaped += c == '\\' ? std::string("\\\\") : std::string(1, c);
     }
     sandbox.write("product.reg",
@@ -41,52 +39,34 @@ protected:
                   "Cubeview Professional\\Common]\n\"root\"=\"" +
                       escaped + "\"\n");
     sandbox.useSources("product.reg");
-  }
-
-  // The file a loaded layer came from, in the system's form; empty for none.
-  static std::string loadedFrom(plat::HMODULE layer) {
+    const plat::HMODULE layer = basalt::frame::loadUnicodeLayer();
     if (layer == nullptr) {
       return {};
     }
-    const std::string path = plat::findLoadedModule(layer)->path();
+    std::string path = plat::findLoadedModule(layer)->path();
     plat::FreeLibrary(layer);
     return path;
   }
 
-  static std::string libraryForm(std::string path) {
-    for (char& c : path) {
-      c = c == '/' ? '\\' : c;
-    }
-    return path;
-  }
-
   basalt::testing::RegistrySandbox sandbox;
-  std::string savedLibraryPath;
+  const basalt::test::EnvironmentVariable libraryPath{"LD_LIBRARY_PATH",
+                                                      sandbox.path("searched").c_str()};
 };
 
 TEST_F(UnicodeLayer, RootWithItsSeparatorWinsOverTheSearch) {
+  EXPECT_EQ(basalt::frame::loadUnicodeLayer(), nullptr); // no root and no layer
   placeLayer("root");
   placeLayer("searched");
-  registerRoot(libraryForm(sandbox.path("root")) + "\\");
-  EXPECT_EQ(loadedFrom(basalt::frame::loadUnicodeLayer()), sandbox.path("root") + "/unicows.dll");
+  EXPECT_EQ(loadedWithRoot(sandbox.path("root") + "/"), sandbox.path("root") + "/unicows.dll");
 }
 
 TEST_F(UnicodeLayer, RootWithoutSeparatorOrWithoutLayerFallsBackToTheSearch) {
   placeLayer("root");
   placeLayer("searched");
   // Joined with nothing between, so this names "rootunicows.dll", which isn't there.
-  registerRoot(libraryForm(sandbox.path("root")));
-  EXPECT_EQ(loadedFrom(basalt::frame::loadUnicodeLayer()),
+  EXPECT_EQ(loadedWithRoot(sandbox.path("root")), sandbox.path("searched") + "/unicows.dll");
+  EXPECT_EQ(loadedWithRoot(sandbox.path("searched") + "/../empty/"),
             sandbox.path("searched") + "/unicows.dll");
-
-  registerRoot(libraryForm(sandbox.path("searched")) + "\\..\\empty\\");
-  EXPECT_EQ(loadedFrom(basalt::frame::loadUnicodeLayer()),
-            sandbox.path("searched") + "/unicows.dll");
-}
-
-TEST_F(UnicodeLayer, NothingFoundGivesNull) {
-  sandbox.useSources("");
-  EXPECT_EQ(basalt::frame::loadUnicodeLayer(), nullptr);
 }
 
 } // namespace

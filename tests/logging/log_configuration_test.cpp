@@ -94,7 +94,7 @@ TEST(LogConfiguration, MachineWithoutLogKeysReportsInOrderAndUsesTheLibrarysDire
 TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryAndOnlyYesOverwrites) {
   LogSandbox sandbox;
   std::filesystem::create_directory(sandbox.scratch.path() / "tmp");
-  TmpDirVariable tmp(sandbox.scratch.os("tmp").c_str());
+  const EnvironmentVariable tmp("TMPDIR", sandbox.scratch.os("tmp").c_str());
   const struct {
     std::string logFile;
     const char* overwrite;

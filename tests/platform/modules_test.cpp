@@ -1,38 +1,52 @@
+// Modules of the process and modules the layer loads: resource DLLs as data, ELF objects
+// with dlopen, and files that are neither.
+
+#include "../modules/test_modules.h"
+#include "basalt/platform/loaded_modules.h"
+#include "basalt/platform/locale.h"
 #include "basalt/platform/modules.h"
+#include "basalt/platform/string_resources.h"
 #include "basalt/platform/thread_state.h"
 #include "tests/support/scratch_directory.h"
 
+#include <atomic>
 #include <dlfcn.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
 
 namespace plat = basalt::platform;
+namespace fs = std::filesystem;
+using basalt::test::libraryForm;
+using basalt::test::modulePath;
 using basalt::test::narrow;
 using basalt::test::ScratchDirectory;
-using basalt::test::units;
 using basalt::test::Units;
 using basalt::test::wide;
 
 namespace {
 
-std::string libraryForm(std::string path) {
-  for (char& c : path) {
-    if (c == '/') {
-      c = '\\';
-    }
-  }
-  return path;
+plat::HMODULE load(const std::string& path) {
+  return plat::LoadLibraryW(wide(path).c_str());
+}
+
+plat::HMODULE handleOf(const std::string& name) {
+  return plat::GetModuleHandleW(wide(name).c_str());
 }
 
 std::string fileNameOf(plat::HMODULE module) {
   plat::WCHAR buffer[1024];
   const plat::DWORD length = plat::GetModuleFileNameW(module, buffer, 1024);
-  return length == 0 ? std::string() : narrow(Units(buffer, length));
+  return narrow(Units(buffer, length));
 }
 
-plat::HMODULE handleOf(std::u16string_view name) {
-  return plat::GetModuleHandleW(units(name).c_str());
+std::u16string string1(plat::HMODULE module) {
+  plat::WCHAR buffer[64];
+  const int length = plat::LoadStringW(module, 1, buffer, 64);
+  return {buffer, buffer + length};
 }
 
 // The handle the loader gives for an object that is loaded already, without keeping a
@@ -45,90 +59,253 @@ void* loadedHandle(const char* name) {
   return handle;
 }
 
-TEST(ModulesTest, NullAndTheProgramsOwnNameGiveTheMainProgram) {
+// What the test plugins' answer function returns; -1 when the symbol isn't found.
+int answerOf(plat::HMODULE module, const char* symbol) {
+  using Answer = int (*)();
+  const auto answer = reinterpret_cast<Answer>(plat::GetProcAddress(module, symbol));
+  return answer == nullptr ? -1 : answer();
+}
+
+std::string copyModule(const ScratchDirectory& dir, const std::string& module,
+                       const std::string& as) {
+  fs::create_directories(fs::path(dir.os(as)).parent_path());
+  fs::copy_file(modulePath(module), dir.os(as), fs::copy_options::overwrite_existing);
+  return dir.os(as);
+}
+
+TEST(GetModuleHandleW, NullAndTheProgramsOwnNameGiveTheMainProgramAndItsFileName) {
   const plat::HMODULE main = plat::GetModuleHandleW(nullptr);
   ASSERT_NE(main, nullptr);
   EXPECT_EQ(main, loadedHandle(nullptr));
-  const std::string program = libraryForm(std::filesystem::canonical("/proc/self/exe").string());
+  const std::string program = libraryForm(fs::canonical("/proc/self/exe").string());
   EXPECT_EQ(fileNameOf(nullptr), program);
   EXPECT_EQ(fileNameOf(main), program);
-  EXPECT_EQ(handleOf(u"platform_tests"), main);
-  EXPECT_EQ(handleOf(u"platform_tests.exe"), main);
+  EXPECT_EQ(handleOf("platform_tests"), main);
+  EXPECT_EQ(handleOf("platform_tests.exe"), main);
+
+  // A file name cut to the buffer says so.
+  plat::WCHAR buffer[5] = {1, 1, 1, 1, 1};
+  EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 5), 5U);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
+  EXPECT_EQ(narrow(Units(buffer)), program.substr(0, 4));
+  EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 0), 0U);
 }
 
-TEST(ModulesTest, SharedObjectsAreFoundByTheirNamesAndGiveTheLoadersHandle) {
+TEST(GetModuleHandleW, SharedObjectsAreFoundByTheirNamesAndGiveTheLoadersHandle) {
   void* libc = loadedHandle("libc.so.6");
   ASSERT_NE(libc, nullptr);
-  EXPECT_EQ(handleOf(u"libc.so.6"), libc);
+  EXPECT_EQ(handleOf("libc.so.6"), libc);
   // A Windows name stands for lib<stem>.so, versioned or not.
-  EXPECT_EQ(handleOf(u"c.dll"), libc);
-  EXPECT_EQ(handleOf(u"c"), libc);
-  // The unversioned name finds the versioned file.
-  EXPECT_EQ(handleOf(u"libc.so"), libc);
+  EXPECT_EQ(handleOf("c.dll"), libc);
+  EXPECT_EQ(handleOf("c"), libc);
+  EXPECT_EQ(handleOf("libc.so"), libc);
   const std::string path = fileNameOf(libc);
   EXPECT_EQ(path.substr(path.rfind('\\')), "\\libc.so.6");
   EXPECT_EQ(path.front(), '\\');
   // With a directory, only that directory counts.
-  EXPECT_EQ(plat::GetModuleHandleW(wide(path).c_str()), libc);
+  EXPECT_EQ(handleOf(path), libc);
   ScratchDirectory elsewhere;
-  EXPECT_EQ(plat::GetModuleHandleW(wide(elsewhere.library("libc.so.6")).c_str()), nullptr);
+  EXPECT_EQ(handleOf(elsewhere.library("libc.so.6")), nullptr);
+
+  plat::SetLastError(0);
+  EXPECT_EQ(handleOf("no_such_module"), nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
+  EXPECT_EQ(handleOf(""), nullptr);
+  EXPECT_EQ(handleOf("libc.so.6.1"), nullptr);
 }
 
-TEST(ModulesTest, LibraryNameFindsTheSharedLibraryOnceLoadedAndElseTheCodeItIsLinkedInto) {
+TEST(GetModuleHandleW, LibraryNameFindsTheSharedLibraryOnceLoadedAndElseTheCodeItIsLinkedInto) {
   const std::string shared = BASALT_BINARY_DIR "/basalt/libbasalt.so";
   // Linked into this test, the library's code lives in the executable. (Once loaded, the
   // shared library stays: dlclose can't unload it.)
   if (loadedHandle(shared.c_str()) == nullptr) {
-    EXPECT_EQ(handleOf(u"basalt"), plat::GetModuleHandleW(nullptr));
-    EXPECT_EQ(handleOf(u"basalt.dll"), plat::GetModuleHandleW(nullptr));
+    EXPECT_EQ(handleOf("basalt"), plat::GetModuleHandleW(nullptr));
+    EXPECT_EQ(handleOf("basalt.dll"), plat::GetModuleHandleW(nullptr));
   }
-
   void* library = ::dlopen(shared.c_str(), RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << ::dlerror();
-  EXPECT_EQ(handleOf(u"basalt"), library);
-  EXPECT_EQ(handleOf(u"basalt.dll"), library);
-  EXPECT_EQ(handleOf(u"libbasalt.so"), library);
+  EXPECT_EQ(handleOf("basalt"), library);
+  EXPECT_EQ(handleOf("basalt.dll"), library);
+  EXPECT_EQ(handleOf("libbasalt.so"), library);
   EXPECT_EQ(fileNameOf(library), libraryForm(shared));
   ::dlclose(library);
 }
 
-TEST(ModulesTest, ModulesTheLayerLoadedComeFirstUntilTheyAreGivenBack) {
+TEST(LoadLibrary, OneFileOneHandleCounted) {
   ScratchDirectory dir;
-  dir.write("strings_201_xx.dll", "MZ");
-  dir.write("other.dll", "MZ");
-  int token = 0;
-  plat::HMODULE module = &token;
-  plat::registerLoadedModule(module, dir.os("other.dll"));
-  plat::registerLoadedModule(module, dir.os("strings_201_xx.dll"));
-  EXPECT_EQ(handleOf(u"strings_201_xx.dll"), module);
-  EXPECT_EQ(handleOf(u"strings_201_xx"), module);
-  EXPECT_EQ(plat::GetModuleHandleW(wide(dir.library("strings_201_xx.dll")).c_str()), module);
-  EXPECT_EQ(handleOf(u"other.dll"), nullptr);
-  EXPECT_EQ(fileNameOf(module), dir.library("strings_201_xx.dll"));
+  const std::string file = copyModule(dir, "strings_201_ENU.dll", "sub/strings.dll");
+  const plat::HMODULE first = load(file);
+  ASSERT_NE(first, nullptr);
+  // The library's own spelling: '\' separators, a detour and no extension.
+  EXPECT_EQ(load(dir.library("sub/../sub/strings")), first);
+  // The modules of the process include it now, also by name and path.
+  EXPECT_EQ(handleOf("strings.dll"), first);
+  EXPECT_EQ(handleOf("strings"), first);
+  EXPECT_EQ(fileNameOf(first), libraryForm(fs::canonical(file).string()));
 
-  plat::unregisterLoadedModule(module);
-  EXPECT_EQ(handleOf(u"strings_201_xx.dll"), nullptr);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
+  EXPECT_TRUE(plat::FreeLibrary(first));
+  EXPECT_EQ(string1(first), u"Hello");
+  EXPECT_TRUE(plat::FreeLibrary(first));
+  EXPECT_EQ(plat::findLoadedModule(first), nullptr);
+  EXPECT_EQ(handleOf("strings.dll"), nullptr);
   plat::WCHAR buffer[16];
-  EXPECT_EQ(plat::GetModuleFileNameW(module, buffer, 16), 0U);
+  EXPECT_EQ(plat::GetModuleFileNameW(first, buffer, 16), 0U);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
+  EXPECT_FALSE(plat::FreeLibrary(first));
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_HANDLE);
 }
 
-TEST(ModulesTest, FileNameIsCutToTheBufferAndSaysSo) {
-  const std::string whole = fileNameOf(nullptr);
-  plat::WCHAR buffer[5] = {1, 1, 1, 1, 1};
-  EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 5), 5U);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
-  EXPECT_EQ(narrow(Units(buffer)), whole.substr(0, 4));
-  EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 0), 0U);
+TEST(LoadLibrary, RefusesWhatIsNoModule) {
+  ScratchDirectory dir;
+  std::string otherClass = basalt::test::fileBytes(modulePath("test_plugin.so"));
+  otherClass[4] = otherClass[4] == 2 ? 1 : 2; // EI_CLASS
+  dir.write("other.so", otherClass);
+  dir.write("text.dll", "MZ is not enough");
+  dir.write("empty.dll", "");
+  fs::create_directory(dir.path() / "folder.dll");
+  const struct {
+    const char* name;
+    plat::DWORD error;
+  } cases[] = {
+      {"missing.dll", plat::ERROR_MOD_NOT_FOUND}, {"no/such.dll", plat::ERROR_MOD_NOT_FOUND},
+      {"text.dll", plat::ERROR_BAD_EXE_FORMAT},   {"empty.dll", plat::ERROR_BAD_EXE_FORMAT},
+      {"other.so", plat::ERROR_BAD_EXE_FORMAT},   {"folder.dll", plat::ERROR_ACCESS_DENIED},
+  };
+  for (const auto& c : cases) {
+    plat::SetLastError(0);
+    EXPECT_EQ(load(dir.os(c.name)), nullptr) << c.name;
+    EXPECT_EQ(plat::GetLastError(), c.error) << c.name;
+  }
+  EXPECT_EQ(plat::LoadLibraryW(nullptr), nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(plat::LoadLibraryExW(wide(modulePath("strings_201_ENU.dll")).c_str(), nullptr, 0x2),
+            nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_PARAMETER);
 }
 
-TEST(ModulesTest, UnknownNamesFindNothing) {
-  plat::SetLastError(0);
-  EXPECT_EQ(handleOf(u"no_such_module"), nullptr);
+TEST(LoadLibrary, DefaultExtensionTrailingDotAndNonAsciiNames) {
+  ScratchDirectory dir;
+  copyModule(dir, "strings_201_ENU.dll", "plain.dll");
+  copyModule(dir, "strings_201_xx.dll", "plain");
+  const plat::HMODULE withDll = load(dir.os("plain"));
+  const plat::HMODULE bare = load(dir.os("plain."));
+  EXPECT_EQ(string1(withDll), u"Hello");
+  EXPECT_EQ(string1(bare), u"Neutral hello");
+  plat::FreeLibrary(withDll);
+  plat::FreeLibrary(bare);
+
+  if (plat::GetACP() == plat::CP_UTF8) {
+    const std::string path = copyModule(dir, "strings_201_ENU.dll",
+                                        "gr\xC3\xBC\xC3\x9F"
+                                        "e \xE2\x82\xAC.dll");
+    const plat::HMODULE narrowName = plat::LoadLibraryA(path.c_str());
+    ASSERT_NE(narrowName, nullptr);
+    EXPECT_EQ(load(libraryForm(path)), narrowName);
+    EXPECT_TRUE(plat::FreeLibrary(narrowName));
+    EXPECT_TRUE(plat::FreeLibrary(narrowName));
+  }
+}
+
+TEST(LoadLibrary, SearchesProgramCurrentLibraryPathThenPath) {
+  ScratchDirectory dir;
+  const std::string name = "basalt_search_" + std::to_string(::getpid()) + ".dll";
+  const fs::path program = fs::canonical("/proc/self/exe").parent_path() / name;
+  const fs::path current = copyModule(dir, "strings_201_xx.dll", "current/" + name);
+  const fs::path library = copyModule(dir, "strings_201_DEU.dll", "library/" + name);
+  const fs::path path = copyModule(dir, "strings_201_ENU.dll", "path/" + name);
+  const basalt::test::EnvironmentVariable libraryPath(
+      "LD_LIBRARY_PATH", ("/nonexistent::" + library.parent_path().string()).c_str());
+  const basalt::test::EnvironmentVariable searchPath("PATH", path.parent_path().c_str());
+  const fs::path before = fs::current_path();
+  fs::current_path(current.parent_path());
+
+  const auto foundAt = [&] {
+    const plat::HMODULE module = load(name);
+    std::string at = module == nullptr ? "" : plat::findLoadedModule(module)->path();
+    plat::FreeLibrary(module);
+    return at;
+  };
+  fs::copy_file(modulePath("languages.dll"), program);
+  EXPECT_EQ(foundAt(), program.string());
+  fs::remove(program);
+  EXPECT_EQ(foundAt(), fs::canonical(current).string());
+  fs::remove(current);
+  EXPECT_EQ(foundAt(), fs::canonical(library).string());
+  fs::remove(library);
+  EXPECT_EQ(foundAt(), fs::canonical(path).string());
+  fs::remove(path);
+  EXPECT_EQ(load(name), nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
-  EXPECT_EQ(handleOf(u""), nullptr);
-  EXPECT_EQ(handleOf(u"libc.so.6.1"), nullptr);
+  fs::current_path(before);
+}
+
+TEST(LoadLibrary, ElfObjectsLoadWithDlopenAndLendNoSymbols) {
+  const plat::HMODULE plugin = load(modulePath("test_plugin.so"));
+  ASSERT_NE(plugin, nullptr);
+  EXPECT_EQ(answerOf(plugin, "basalt_test_plugin_answer"), 42);
+  // libc is the plugin's dependency, not the plugin.
+  EXPECT_EQ(plat::GetProcAddress(plugin, "abs"), nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
+  EXPECT_EQ(plat::GetProcAddress(plugin, reinterpret_cast<const char*>(1)), nullptr);
+  EXPECT_EQ(plat::GetProcAddress(nullptr, "basalt_test_plugin_answer"), nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
+  // A shared object the process had without us, by the handle GetModuleHandleW gives.
+  EXPECT_NE(plat::GetProcAddress(handleOf("libc.so.6"), "abs"), nullptr);
+  int notAModule = 0;
+  EXPECT_EQ(plat::GetProcAddress(&notAModule, "x"), nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_HANDLE);
+  EXPECT_TRUE(plat::FreeLibrary(plugin));
+
+  const plat::HMODULE data = load(modulePath("strings_201_ENU.dll"));
+  EXPECT_EQ(plat::GetProcAddress(data, "basalt_test_plugin_answer"), nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
+  plat::FreeLibrary(data);
+
+  // Not in any directory searched here: dlopen's own search finds it, and loading it again
+  // by its path counts the same module.
+  const plat::HMODULE libm = load("libm.so.6");
+  ASSERT_NE(libm, nullptr);
+  EXPECT_NE(plat::GetProcAddress(libm, "cos"), nullptr);
+  EXPECT_EQ(load(plat::findLoadedModule(libm)->path()), libm);
+  EXPECT_TRUE(plat::FreeLibrary(libm));
+  EXPECT_TRUE(plat::FreeLibrary(libm));
+}
+
+TEST(LoadLibrary, AlteredSearchTakesDependenciesFromTheModulesDirectory) {
+  ScratchDirectory dir;
+  copyModule(dir, "with_dependency/libtest_dependency.so", "libtest_dependency.so");
+  const Units plugin = wide(copyModule(dir, "with_dependency/libtest_dependent.so", "plugin.so"));
+  EXPECT_EQ(plat::LoadLibraryExW(plugin.c_str(), nullptr, 0), nullptr);
+  EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
+
+  const plat::HMODULE module =
+      plat::LoadLibraryExW(plugin.c_str(), nullptr, plat::LOAD_WITH_ALTERED_SEARCH_PATH);
+  EXPECT_EQ(answerOf(module, "basalt_test_dependent_answer"), 43);
+  EXPECT_TRUE(plat::FreeLibrary(module));
+}
+
+TEST(LoadLibrary, ThreadsShareOneCountedModule) {
+  const std::string path = modulePath("strings_201_ENU.dll");
+  const plat::HMODULE held = load(path);
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  threads.reserve(4);
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 500; ++i) {
+        const plat::HMODULE module = load(path);
+        if (module == nullptr || string1(module) != u"Hello" || !plat::FreeLibrary(module)) {
+          ++wrong;
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_TRUE(plat::FreeLibrary(held));
+  EXPECT_EQ(plat::findLoadedModule(held), nullptr);
 }
 
 } // namespace

@@ -7,9 +7,10 @@
 namespace basalt::platform {
 namespace {
 
-std::string toUtf8(const WString& text) {
+template <class Text> std::string toUtf8(const Text& text) {
+  const WString units(text.begin(), text.end());
   std::string out;
-  utf8::append(out, text.data(), text.size());
+  utf8::append(out, units.data(), units.size());
   return out;
 }
 
@@ -58,15 +59,6 @@ std::vector<std::string> problems(const RegFileContents& contents) {
   return lines;
 }
 
-std::string utf8(const std::u16string& text) {
-  std::string out;
-  for (const char16_t unit : text) {
-    const WCHAR wide = unit;
-    utf8::append(out, &wide, 1);
-  }
-  return out;
-}
-
 TEST(RegFileParser, ReadsTheSameFromEveryEncodingTheEditorWrites) {
   const std::u16string body = u"\r\n[HKEY_LOCAL_MACHINE\\Software\\Caf\u00e9]\r\n"
                               u"\"Path\"=\"C:\\\\temp\\\\\\\"x\\\"\"\r\n"
@@ -85,8 +77,8 @@ TEST(RegFileParser, ReadsTheSameFromEveryEncodingTheEditorWrites) {
                            "\"Count\"=dword:0000002a\r\n";
   for (const auto& [name, bytes] : std::vector<std::pair<std::string, std::string>>{
            {"UTF-16LE", basalt::testing::utf16File(v5)},
-           {"UTF-8 with BOM", "\xEF\xBB\xBF" + utf8(v5)},
-           {"UTF-8", utf8(v5)},
+           {"UTF-8 with BOM", "\xEF\xBB\xBF" + toUtf8(v5)},
+           {"UTF-8", toUtf8(v5)},
            {"REGEDIT4 in 1252", ansi}}) {
     const RegFileContents contents = parseRegFile(bytes, 1252);
     EXPECT_EQ(render(contents), expected) << name;

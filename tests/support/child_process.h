@@ -17,9 +17,6 @@ struct ChildResult {
 ChildResult runChild(const std::vector<std::string>& arguments,
                      const std::vector<std::string>& environment, const char* errorPath = nullptr);
 
-// The lines of text, without their line ends.
-std::vector<std::string> splitLines(const std::string& text);
-
 } // namespace basalt::test
 
 #endif

@@ -16,6 +16,19 @@
 
 namespace basalt::test {
 
+// A path with '\' for '/', as the library spells paths.
+inline std::string libraryForm(std::string path) {
+  for (char& c : path) {
+    c = c == '/' ? '\\' : c;
+  }
+  return path;
+}
+
+inline std::string fileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
 class ScratchDirectory {
 public:
   ScratchDirectory() {
@@ -37,53 +50,37 @@ public:
   std::string os(std::string_view name) const { return (path_ / name).string(); }
 
   // The same path in the library's form: '\' for '/'.
-  std::string library(std::string_view name) const {
-    std::string text = os(name);
-    for (char& c : text) {
-      if (c == '/') {
-        c = '\\';
-      }
-    }
-    return text;
-  }
+  std::string library(std::string_view name) const { return libraryForm(os(name)); }
 
   void write(std::string_view name, std::string_view bytes) const {
     std::ofstream(path_ / name, std::ios::binary) << bytes;
   }
 
-  std::string read(std::string_view name) const {
-    std::ifstream in(path_ / name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
+  std::string read(std::string_view name) const { return fileBytes(os(name)); }
 
 private:
   std::filesystem::path path_;
 };
 
-// Sets or removes TMPDIR for one test and puts back what was there.
-class TmpDirVariable {
+// Sets or removes an environment variable for one test and puts back what was there.
+class EnvironmentVariable {
 public:
-  explicit TmpDirVariable(const char* value) {
-    if (const char* old = std::getenv("TMPDIR")) {
+  EnvironmentVariable(const char* name, const char* value) : name(name) {
+    if (const char* old = std::getenv(name)) {
       saved = old;
     }
-    if (value != nullptr) {
-      ::setenv("TMPDIR", value, 1);
-    } else {
-      ::unsetenv("TMPDIR");
-    }
+    set(value);
   }
-  ~TmpDirVariable() {
-    if (saved) {
-      ::setenv("TMPDIR", saved->c_str(), 1);
-    } else {
-      ::unsetenv("TMPDIR");
-    }
-  }
-  TmpDirVariable(const TmpDirVariable&) = delete;
-  TmpDirVariable& operator=(const TmpDirVariable&) = delete;
+  ~EnvironmentVariable() { set(saved ? saved->c_str() : nullptr); }
+  EnvironmentVariable(const EnvironmentVariable&) = delete;
+  EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
 
 private:
+  void set(const char* value) const {
+    value != nullptr ? ::setenv(name.c_str(), value, 1) : ::unsetenv(name.c_str());
+  }
+
+  std::string name;
   std::optional<std::string> saved;
 };
 

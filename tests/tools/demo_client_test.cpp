@@ -1,40 +1,16 @@
 #include "tests/support/child_process.h"
 #include "tests/support/scratch_directory.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <optional>
 
 namespace basalt::test {
 namespace {
 
-// Removes a variable for one test and puts back what was there.
-class UnsetVariable {
-public:
-  explicit UnsetVariable(const char* name) : name(name) {
-    if (const char* value = std::getenv(name)) {
-      saved = value;
-    }
-    ::unsetenv(name);
-  }
-  ~UnsetVariable() {
-    if (saved) {
-      ::setenv(name, saved->c_str(), 1);
-    }
-  }
-  UnsetVariable(const UnsetVariable&) = delete;
-  UnsetVariable& operator=(const UnsetVariable&) = delete;
-
-private:
-  const char* name;
-  std::optional<std::string> saved;
-};
-
 TEST(DemoClient, LogsThroughItsSampleConfigurationAndShowsTheFiles) {
-  const UnsetVariable registry("BASALT_REGISTRY");
-  const UnsetVariable events("BASALT_EVENTLOG");
+  const EnvironmentVariable registry("BASALT_REGISTRY", nullptr);
+  const EnvironmentVariable events("BASALT_EVENTLOG", nullptr);
   const ScratchDirectory scratch;
-  const TmpDirVariable temp(scratch.path().c_str());
+  const EnvironmentVariable temp("TMPDIR", scratch.path().c_str());
 
   const ChildResult result = runChild({DEMO_CLIENT}, {});
   ASSERT_EQ(result.exitCode, 0) << result.output;
