@@ -54,7 +54,7 @@ FILE* openStream(const std::string& osName, const std::string& mode) {
   if (file == nullptr) {
     return nullptr;
   }
-  auto* stream = new (std::nothrow) FILE{file, {}, 0, 0, false};
+  auto* stream = new (std::nothrow) FILE{file, {}, 0, 0, false, {}};
   if (stream == nullptr) {
     std::fclose(file);
     errno = ENOMEM;
