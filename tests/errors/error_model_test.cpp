@@ -267,7 +267,8 @@ TEST(ErrorInfo, StoresItsOwnCopyUntilReplacedOrCleared) {
   EXPECT_EQ(stored(component), "empty");
   component.open(1); // the error passed in is gone when open returns
   EXPECT_EQ(stored(component), tree);
-  EXPECT_EQ(typeid(*component.GetLastError()), typeid(BaseError));
+  const TRELL_o::AnyError* last = component.GetLastError();
+  EXPECT_EQ(typeid(*last), typeid(BaseError));
   EXPECT_EQ(component.clears, 1); // through the override
   component.open(3);
   component.SetLastError(component.GetLastError());
