@@ -35,8 +35,8 @@ void configure() {
   std::string text = "Windows Registry Editor Version 5.00\n\n" + key + "]\n\"Location\"=\"" +
                      libraryPath(BASALT_BENCH_LOG_MODULES) + "\"\n\"LogFile\"=\"" +
                      libraryPath(directory / "basalt.log") + "\"\n\"Overwrite\"=\"Yes\"\n";
-  for (const char* name : {"Alpha", "Bravo", "Charlie", "Delta", "Echo", "Foxtrot", "Golf",
-                           "Hotel", "India", "Juliet", "Quiet", "SUPPORT"}) {
+  for (const char* name : {"Alpha", "Bravo", "Charlie", "Delta", "Echo", "Foxtrot", "Golf", "Hotel",
+                           "India", "Juliet", "Quiet", "SUPPORT"}) {
     const std::string module = key + "\\Modules\\" + name;
     text += module + "]\n\"Verbosity\"=dword:" + (std::string(name) == "Quiet" ? "1" : "4") + "\n";
     for (const char* component : {"Network", "Storage", "Synchronization"}) {
