@@ -26,12 +26,7 @@ void OutputDebugStringW(LPCWSTR text) {
   if (text == nullptr || (current == nullptr && !standardError)) {
     return;
   }
-  std::string line;
-  std::size_t length = 0;
-  while (text[length] != 0) {
-    ++length;
-  }
-  utf8::append(line, text, length);
+  const std::string line = utf8::encode(text);
   if (current != nullptr) {
     current(line.c_str());
   }

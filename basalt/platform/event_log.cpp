@@ -53,16 +53,6 @@ EventLogState& state() {
   return *instance;
 }
 
-std::string toUtf8(LPCWSTR text) {
-  std::string out;
-  std::size_t length = 0;
-  while (text[length] != 0) {
-    ++length;
-  }
-  utf8::append(out, text, length);
-  return out;
-}
-
 const char* typeName(WORD type) {
   switch (type) {
   case EVENTLOG_SUCCESS:
@@ -241,7 +231,7 @@ HANDLE openSource(LPCWSTR serverName, LPCWSTR sourceName) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
-  auto* source = new EventSource{toUtf8(sourceName)};
+  auto* source = new EventSource{utf8::encode(sourceName)};
   EventLogState& log = state();
   std::lock_guard<std::mutex> lock(log.mutex);
   log.sources.insert(source);
@@ -303,7 +293,7 @@ BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID
   std::vector<const std::string*> values(stringCount, nullptr);
   for (WORD i = 0; i < stringCount; ++i) {
     if (strings[i] != nullptr) {
-      texts[i] = toUtf8(strings[i]);
+      texts[i] = utf8::encode(strings[i]);
       values[i] = &texts[i];
     }
   }

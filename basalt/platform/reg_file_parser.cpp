@@ -11,18 +11,6 @@ namespace {
 constexpr char regedit4Header[] = "REGEDIT4";
 constexpr char regedit5Header[] = "Windows Registry Editor Version 5.00";
 
-struct HiveName {
-  const char* longName;
-  const char* shortName;
-  int slot;
-};
-
-constexpr HiveName hiveNames[] = {
-    {"HKEY_CLASSES_ROOT", "HKCR", 0},   {"HKEY_CURRENT_USER", "HKCU", 1},
-    {"HKEY_LOCAL_MACHINE", "HKLM", 2},  {"HKEY_USERS", "HKU", 3},
-    {"HKEY_CURRENT_CONFIG", "HKCC", 5},
-};
-
 bool isBlank(WCHAR unit) {
   return unit == ' ' || unit == '\t';
 }
@@ -61,12 +49,6 @@ bool equalsAsciiNoCase(const WCHAR* text, std::size_t length, const char* ascii)
     }
   }
   return true;
-}
-
-std::string toUtf8(const WString& text) {
-  std::string out;
-  utf8::append(out, text.data(), text.size());
-  return out;
 }
 
 void appendLittleEndian(std::vector<BYTE>& data, const WString& text) {
@@ -130,7 +112,8 @@ public:
   }
   // The character at the position, for messages.
   std::string shown() const {
-    return atEnd() ? std::string("the end of the line") : "\"" + toUtf8(WString(1, peek())) + "\"";
+    return atEnd() ? std::string("the end of the line")
+                   : "\"" + utf8::encode(WString(1, peek())) + "\"";
   }
 
 private:
@@ -190,7 +173,7 @@ private:
                                                                                  : Encoding::Utf8;
       splitNarrow(0);
     }
-    const std::string header = lines[0].readable ? trimmedEnd(toUtf8(lines[0].text)) : "";
+    const std::string header = lines[0].readable ? trimmedEnd(utf8::encode(lines[0].text)) : "";
     if (header == regedit5Header) {
       regedit4 = false;
     } else if (header == regedit4Header) {
@@ -292,8 +275,10 @@ private:
       const WString part = inside.substr(start, end - start);
       const bool last = end == inside.size();
       if (first) {
-        if (!findHive(part, operation.hive)) {
-          problem(index, "unknown root key \"" + toUtf8(part) + "\"; its values are ignored");
+        if (const HiveName* hive = findHive(part)) {
+          operation.hive = hive->slot;
+        } else {
+          problem(index, "unknown root key \"" + utf8::encode(part) + "\"; its values are ignored");
           return;
         }
         first = false;
@@ -314,17 +299,6 @@ private:
     }
     keyState = deletion ? KeyState::Deleted : KeyState::Open;
     result.operations.push_back(std::move(operation));
-  }
-
-  static bool findHive(const WString& name, int& slot) {
-    for (const HiveName& hive : hiveNames) {
-      if (equalsAsciiNoCase(name.data(), name.size(), hive.longName) ||
-          equalsAsciiNoCase(name.data(), name.size(), hive.shortName)) {
-        slot = hive.slot;
-        return true;
-      }
-    }
-    return false;
   }
 
   void parseValue(std::size_t& index, Cursor& cursor) {
@@ -528,6 +502,22 @@ private:
 };
 
 } // namespace
+
+const HiveName hiveNames[5] = {
+    {"HKEY_CLASSES_ROOT", "HKCR", 0},   {"HKEY_CURRENT_USER", "HKCU", 1},
+    {"HKEY_LOCAL_MACHINE", "HKLM", 2},  {"HKEY_USERS", "HKU", 3},
+    {"HKEY_CURRENT_CONFIG", "HKCC", 5},
+};
+
+const HiveName* findHive(const WString& name) {
+  for (const HiveName& hive : hiveNames) {
+    if (equalsAsciiNoCase(name.data(), name.size(), hive.longName) ||
+        equalsAsciiNoCase(name.data(), name.size(), hive.shortName)) {
+      return &hive;
+    }
+  }
+  return nullptr;
+}
 
 RegFileContents parseRegFile(const std::string& bytes, UINT ansiCodePage) {
   return Parser(bytes, ansiCodePage).run();

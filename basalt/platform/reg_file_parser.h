@@ -6,6 +6,7 @@
 // UTF-8. The result is the file's changes in order, to be applied to a tree, and a list of
 // the lines that could not be used.
 
+#include "basalt/export.h"
 #include "basalt/platform/win_types.h"
 
 #include <string>
@@ -18,6 +19,19 @@ using WString = std::basic_string<WCHAR>;
 // A hive by the low bits of its predefined handle: 0 HKEY_CLASSES_ROOT, 1 HKEY_CURRENT_USER,
 // 2 HKEY_LOCAL_MACHINE, 3 HKEY_USERS, 5 HKEY_CURRENT_CONFIG.
 constexpr int hiveSlots = 6;
+
+// A hive's names, long and short.
+struct HiveName {
+  const char* longName;
+  const char* shortName;
+  int slot;
+};
+
+// The five hives, in the order the registry editor lists them.
+BASALT_API extern const HiveName hiveNames[5];
+
+// The hive named long or short, in any case; null for none.
+BASALT_API const HiveName* findHive(const WString& name);
 
 // Windows' limits on the length of names, in characters.
 constexpr std::size_t maxKeyNameLength = 255;

@@ -77,4 +77,36 @@ void append(std::string& out, const WCHAR* units, std::size_t count) {
   }
 }
 
+std::string encode(const std::basic_string<WCHAR>& units) {
+  std::string out;
+  append(out, units.data(), units.size());
+  return out;
+}
+
+std::string encode(const WCHAR* text) {
+  std::size_t length = 0;
+  while (text[length] != 0) {
+    ++length;
+  }
+  std::string out;
+  append(out, text, length);
+  return out;
+}
+
+bool decodeAll(const std::string& bytes, std::basic_string<WCHAR>& text) {
+  text.clear();
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+  for (std::size_t at = 0; at < bytes.size();) {
+    WCHAR units[2];
+    int count = 0;
+    const std::size_t used = decode(data + at, bytes.size() - at, units, count);
+    if (used == 0) {
+      return false;
+    }
+    text.append(units, static_cast<std::size_t>(count));
+    at += used;
+  }
+  return true;
+}
+
 } // namespace basalt::platform::utf8

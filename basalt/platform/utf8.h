@@ -22,6 +22,14 @@ BASALT_API std::size_t decode(const unsigned char* bytes, std::size_t available,
 // becomes U+FFFD.
 BASALT_API void append(std::string& out, const WCHAR* units, std::size_t count);
 
+// The units as UTF-8, as append writes them; the second form stops at the first zero unit.
+BASALT_API std::string encode(const std::basic_string<WCHAR>& units);
+BASALT_API std::string encode(const WCHAR* text);
+
+// The whole of bytes as units; false when it isn't valid UTF-8, and text then holds what came
+// before the fault.
+BASALT_API bool decodeAll(const std::string& bytes, std::basic_string<WCHAR>& text);
+
 } // namespace basalt::platform::utf8
 
 #endif

@@ -1,6 +1,7 @@
 #include "basalt/logging/message_probe.h"
+#include "basalt/platform/reg_file_parser.h"
+#include "basalt/platform/utf8.h"
 #include "tools/basalt-admin/commands.h"
-#include "tools/basalt-admin/utf8_text.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -42,7 +43,7 @@ bool parseNumber(const std::string& text, std::uint32_t& number) {
 
 // A path as the system spells it: the library writes '\' between its parts.
 std::string systemPath(const KELPString& path) {
-  std::string text = toUtf8(path);
+  std::string text = platform::utf8::encode(path);
   for (char& c : text) {
     c = c == '\\' ? '/' : c;
   }
@@ -59,7 +60,9 @@ std::string describe(std::uint32_t message, const MessageProbe& probe) {
   std::string out = "message:  " + hex(message, 8) + " (facility " +
                     hex((message >> 16) & 0xFFF, 1) + ", string " +
                     std::to_string(message & 0xFFFF) + ")\n";
-  out += "language: " + (probe.language.empty() ? "(none)" : toUtf8(probe.language)) + "\n";
+  out +=
+      "language: " + (probe.language.empty() ? "(none)" : platform::utf8::encode(probe.language)) +
+      "\n";
   out += "location: ";
   if (probe.location.empty()) {
     out += "(none: libraries are sought by file name alone)";
@@ -69,14 +72,16 @@ std::string describe(std::uint32_t message, const MessageProbe& probe) {
   out += probe.locationFailure.empty()
              ? " (the Location value)"
              : std::string(probe.location.empty() ? "" : " (libbasalt's directory)") +
-                   "; Location isn't usable: " + toUtf8(probe.locationFailure);
+                   "; Location isn't usable: " + platform::utf8::encode(probe.locationFailure);
   out += "\ntried:   ";
   for (const KELPString& name : probe.triedFileNames) {
-    out += " " + toUtf8(name);
+    out += " " + platform::utf8::encode(name);
   }
   out += "\nlibrary:  " +
          (probe.libraryPath.empty() ? std::string("(none loaded)") : systemPath(probe.libraryPath));
-  out += "\ntext:     " + (probe.found ? toUtf8(probe.text) : std::string("(none)")) + "\n";
+  out +=
+      "\ntext:     " + (probe.found ? platform::utf8::encode(probe.text) : std::string("(none)")) +
+      "\n";
   return out;
 }
 
@@ -88,7 +93,7 @@ int showMessage(const std::vector<std::string>& arguments) {
   bool languageGiven = false;
   if (next < arguments.size() && arguments[next] == "--language") {
     plat::WString text;
-    if (next + 1 >= arguments.size() || !fromUtf8(arguments[next + 1], text)) {
+    if (next + 1 >= arguments.size() || !platform::utf8::decodeAll(arguments[next + 1], text)) {
       complain("--language needs a language, such as ENU, in UTF-8");
       return exitUsage;
     }
@@ -109,7 +114,7 @@ int showMessage(const std::vector<std::string>& arguments) {
   std::vector<KELPString> insertTexts;
   for (std::size_t i = next + 1; i < arguments.size(); ++i) {
     plat::WString text;
-    if (!fromUtf8(arguments[i], text)) {
+    if (!platform::utf8::decodeAll(arguments[i], text)) {
       complain("insert " + std::to_string(i - next) + " isn't valid UTF-8");
       return exitUsage;
     }
@@ -132,7 +137,8 @@ int showMessage(const std::vector<std::string>& arguments) {
     return exitNotFound;
   }
   if (!probe.found) {
-    complain(toUtf8(probe.triedFileNames.back()) + " has no text for message " + hex(message, 8));
+    complain(platform::utf8::encode(probe.triedFileNames.back()) + " has no text for message " +
+             hex(message, 8));
     return exitNotFound;
   }
   return exitSuccess;

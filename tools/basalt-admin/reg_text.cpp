@@ -1,7 +1,7 @@
 #include "tools/basalt-admin/reg_text.h"
 
 #include "basalt/platform/registry_types.h"
-#include "tools/basalt-admin/utf8_text.h"
+#include "basalt/platform/utf8.h"
 
 namespace basalt::admin {
 namespace {
@@ -13,7 +13,7 @@ constexpr std::size_t hexLineWidth = 77;
 
 void appendQuoted(std::string& out, const plat::WString& text) {
   out += '"';
-  for (const char c : toUtf8(text)) {
+  for (const char c : platform::utf8::encode(text)) {
     if (c == '\\' || c == '"') {
       out += '\\';
     }
@@ -123,7 +123,7 @@ void appendKeyTree(std::string& out, const std::string& path, const platform::Re
   }
   out += '\n';
   for (const auto& subKey : key.subKeys) {
-    appendKeyTree(out, path + '\\' + toUtf8(subKey->name), *subKey);
+    appendKeyTree(out, path + '\\' + platform::utf8::encode(subKey->name), *subKey);
   }
 }
 

@@ -1,7 +1,8 @@
+#include "basalt/platform/reg_file_parser.h"
 #include "basalt/platform/registry_store.h"
+#include "basalt/platform/utf8.h"
 #include "tools/basalt-admin/commands.h"
 #include "tools/basalt-admin/reg_text.h"
-#include "tools/basalt-admin/utf8_text.h"
 
 #include <cstdio>
 
@@ -10,34 +11,10 @@ namespace {
 
 namespace plat = basalt::platform;
 
-struct Hive {
-  const char* name;
-  const char* shortName;
-  int slot;
-};
-
-// In the order the registry editor lists them.
-constexpr Hive hives[] = {
-    {"HKEY_CLASSES_ROOT", "HKCR", 0},   {"HKEY_CURRENT_USER", "HKCU", 1},
-    {"HKEY_LOCAL_MACHINE", "HKLM", 2},  {"HKEY_USERS", "HKU", 3},
-    {"HKEY_CURRENT_CONFIG", "HKCC", 5},
-};
-
-bool sameAsciiNoCase(const std::string& text, const char* ascii) {
-  std::size_t i = 0;
-  for (; i < text.size() && ascii[i] != '\0'; ++i) {
-    const auto fold = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
-    if (fold(text[i]) != fold(ascii[i])) {
-      return false;
-    }
-  }
-  return i == text.size() && ascii[i] == '\0';
-}
-
 // A key as the user names it: a hive, long or short, then key names, each separated by one
 // backslash, perhaps with one at the end.
 struct KeyName {
-  const Hive* hive = nullptr;
+  const plat::HiveName* hive = nullptr;
   std::vector<plat::WString> path;
 };
 
@@ -54,10 +31,9 @@ bool parseKeyName(const std::string& text, KeyName& key) {
   if (parts.size() > 1 && parts.back().empty()) {
     parts.pop_back();
   }
-  for (const Hive& hive : hives) {
-    if (sameAsciiNoCase(parts[0], hive.name) || sameAsciiNoCase(parts[0], hive.shortName)) {
-      key.hive = &hive;
-    }
+  plat::WString hiveName;
+  if (platform::utf8::decodeAll(parts[0], hiveName)) {
+    key.hive = plat::findHive(hiveName);
   }
   if (key.hive == nullptr) {
     complain("\"" + parts[0] + "\" is no root key; use HKEY_LOCAL_MACHINE (HKLM), " +
@@ -67,7 +43,7 @@ bool parseKeyName(const std::string& text, KeyName& key) {
   }
   for (std::size_t i = 1; i < parts.size(); ++i) {
     plat::WString name;
-    if (parts[i].empty() || !fromUtf8(parts[i], name)) {
+    if (parts[i].empty() || !platform::utf8::decodeAll(parts[i], name)) {
       complain("\"" + text + "\" is no key name: " +
                (parts[i].empty() ? "it has an empty name between two backslashes"
                                  : "it isn't valid UTF-8"));
@@ -82,13 +58,13 @@ bool parseKeyName(const std::string& text, KeyName& key) {
 const plat::RegKey* findKey(const plat::RegistryTree& tree, const KeyName& name,
                             std::string& fullName) {
   const plat::RegKey* key = tree.hive(name.hive->slot);
-  fullName = name.hive->name;
+  fullName = name.hive->longName;
   for (const plat::WString& part : name.path) {
     key = key == nullptr ? nullptr : key->findSubKey(plat::foldName(part));
     if (key == nullptr) {
       return nullptr;
     }
-    fullName += '\\' + toUtf8(key->name);
+    fullName += '\\' + platform::utf8::encode(key->name);
   }
   return key;
 }
@@ -140,10 +116,10 @@ int showRegistry(const std::vector<std::string>& arguments) {
       status = exitNotFound;
     }
   } else {
-    for (const Hive& hive : hives) {
+    for (const plat::HiveName& hive : plat::hiveNames) {
       const plat::RegKey* root = inspection.tree->hive(hive.slot);
       if (root != nullptr && !(root->values.empty() && root->subKeys.empty())) {
-        appendKeyTree(out, hive.name, *root);
+        appendKeyTree(out, hive.longName, *root);
       }
     }
   }
