@@ -9,7 +9,7 @@
 # directory. The DLL's path is the target property BASALT_RESOURCE_DLL.
 #
 # By hand it is three commands:
-#   llvm-rc -no-preprocess /C 65001 /FO file.res file.rc
+#   llvm-rc -no-preprocess /C 65001 /FO file.res -- file.rc
 #   llvm-cvtres /MACHINE:X86 /OUT:file.obj file.res
 #   lld-link /NOENTRY /DLL /MACHINE:X86 /BREPRO /OUT:file.dll file.obj
 
@@ -45,7 +45,9 @@ function(basalt_add_resource_dll target)
   add_custom_command(
     OUTPUT "${dll}"
     COMMAND ${CMAKE_COMMAND} -E make_directory "${work}" "${arg_OUTPUT_DIRECTORY}"
-    COMMAND "${BASALT_LLVM_RC}" -no-preprocess /C 65001 /FO "${work}/strings.res" "${source}"
+    # "--" ends the options: llvm-rc reads any argument starting with "/" as a switch, so an
+    # absolute input such as /check/x.rc would be taken for "/C heck/x.rc".
+    COMMAND "${BASALT_LLVM_RC}" -no-preprocess /C 65001 /FO "${work}/strings.res" -- "${source}"
     COMMAND "${BASALT_LLVM_CVTRES}" /MACHINE:${machine} "/OUT:${work}/strings.obj"
             "${work}/strings.res"
     COMMAND "${BASALT_LLD_LINK}" /NOENTRY /DLL /MACHINE:${machine} /BREPRO
