@@ -38,6 +38,7 @@ void appendAscii(KELPString& text, const char* ascii, std::size_t length) {
 
 CoreLogImpl::CoreLogImpl() {
   modules.reserve(10);
+  moduleKeys.reserve(10);
   language.append(getSystemLanguage());
   init(); // ensure_init runs it again if this attempt failed
 }
@@ -88,6 +89,7 @@ void CoreLogImpl::discardConfiguration() {
     delete entry;
   }
   modules.clear();
+  moduleKeys.clear();
   maxVerbosity = CoreLog::VerbosityOff;
   delete logFile;
   logFile = nullptr;
@@ -320,13 +322,17 @@ void CoreLogImpl::reportEvent(int type, int category, std::uint32_t identifier, 
 
 void CoreLogImpl::addModule(LogApp* entry) {
   std::unique_ptr<LogApp> owner(entry); // the table owns it, also when inserting fails
-  const auto place = std::lower_bound(modules.begin(), modules.end(), entry, CompareModule());
-  *modules.insert(place, nullptr) = owner.release();
+  // Room first, so that the two tables can't fall out of step.
+  modules.reserve(modules.size() + 1);
+  moduleKeys.reserve(modules.size() + 1);
+  const auto place =
+      static_cast<std::ptrdiff_t>(searchByName(moduleKeys, modules, entry->name).place);
+  moduleKeys.insert(moduleKeys.begin() + place, nameKey(entry->name));
+  modules.insert(modules.begin() + place, owner.release());
 }
 
 LogApp* CoreLogImpl::findModule(const KELPString& name) {
-  const auto place = std::lower_bound(modules.begin(), modules.end(), name, CompareModule());
-  return place != modules.end() && !nameBefore(name, (*place)->name) ? *place : nullptr;
+  return findByName(moduleKeys, modules, name);
 }
 
 CoreLog::VerbosityType* CoreLogImpl::findVerbosity(const KELPString& module,

@@ -85,7 +85,8 @@ public:
   File* logFile = nullptr;
   platform::HANDLE eventSource = nullptr;
   bool useEventLog = false;
-  std::vector<LogApp*> modules; // owned, ascending by name
+  std::vector<LogApp*> modules;          // owned, ascending by name
+  std::vector<std::uint64_t> moduleKeys; // nameKey of each module, in the same order
   // The highest threshold configured; fixed once init has run, so the gate reads it unlocked.
   VerbosityType maxVerbosity = CoreLog::VerbosityOff;
   PavaneMutex* mutex = nullptr; // owned; guards everything here

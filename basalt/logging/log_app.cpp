@@ -1,6 +1,6 @@
 #include "basalt/logging/log_app.h"
 
-#include <algorithm>
+#include <cstddef>
 #include <memory>
 
 namespace basalt {
@@ -18,20 +18,19 @@ LogApp::~LogApp() {
 
 void LogApp::addComponent(const KELPString& name, CoreLog::VerbosityType verbosity) {
   auto entry = std::make_unique<LogModule>(name, verbosity);
-  // In front of an entry of the same name, as a lower bound finds it.
+  // Room first, so that the two tables can't fall out of step.
+  components.reserve(components.size() + 1);
+  componentKeys.reserve(components.size() + 1);
   const auto place =
-      std::lower_bound(components.begin(), components.end(), entry.get(), CompareComponent());
-  *components.insert(place, nullptr) = entry.release();
+      static_cast<std::ptrdiff_t>(searchByName(componentKeys, components, name).place);
+  componentKeys.insert(componentKeys.begin() + place, nameKey(name));
+  components.insert(components.begin() + place, entry.release());
   ++componentCount;
 }
 
 CoreLog::VerbosityType* LogApp::findComponent(const KELPString& name) {
-  const auto place =
-      std::lower_bound(components.begin(), components.end(), name, CompareComponent());
-  if (place != components.end() && !nameBefore(name, (*place)->name)) {
-    return &(*place)->verbosity;
-  }
-  return &verbosity;
+  LogModule* component = findByName(componentKeys, components, name);
+  return component != nullptr ? &component->verbosity : &verbosity;
 }
 
 } // namespace basalt

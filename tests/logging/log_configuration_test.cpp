@@ -3,10 +3,12 @@
 #include "basalt/logging/log_app.h"
 #include "log_sandbox.h"
 
+#include <algorithm>
 #include <dlfcn.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -116,6 +118,41 @@ TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryAndOnlyYesOverwrit
     const auto lines = sandbox.lines(c.path);
     ASSERT_EQ(lines.size(), c.kept ? 2u : 1u);
     EXPECT_EQ(lines[0] == "old line", c.kept);
+  }
+}
+
+// The tables compare the first four units as one word: names that share them, names shorter
+// than four, units above 0x7FFF and a repeated name must still sort and match unit by unit.
+TEST(LogConfiguration, NameTablesOrderAndMatchByCodeUnitBeyondTheFirstFour) {
+  const std::vector<std::u16string> names = {
+      u"Synchronization", u"Sync", u"Synchron", u"Syn", u"S", u"Synchronisation", u"\uFF21",
+      u"Sync\uFF21", u"Syncb", u"SyncB", u"", u"Sync"};
+  basalt::LogApp app(KELPString("M"));
+  app.verbosity = CoreLog::VerbosityWarning;
+  int verbosity = 0;
+  for (const std::u16string& name : names) {
+    const KELPString text(reinterpret_cast<const unsigned short*>(name.c_str()));
+    app.addComponent(text, static_cast<CoreLog::VerbosityType>(verbosity++ % 6));
+  }
+  std::vector<std::u16string> order;
+  for (const basalt::LogModule* component : app.components) {
+    order.emplace_back(reinterpret_cast<const char16_t*>(component->name.c_str()));
+  }
+  std::vector<std::u16string> expected = names;
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(order, expected);
+  const auto threshold = [&](const std::u16string& name) {
+    return static_cast<int>(
+        *app.findComponent(KELPString(reinterpret_cast<const unsigned short*>(name.c_str()))));
+  };
+  EXPECT_EQ(threshold(u"Synchronization"), 0);
+  EXPECT_EQ(threshold(u"Synchronisation"), 5);
+  EXPECT_EQ(threshold(u"Syn"), 3);
+  EXPECT_EQ(threshold(u""), 4);
+  EXPECT_EQ(threshold(u"Sync\uFF21"), 1);
+  EXPECT_EQ(threshold(u"Sync"), 5); // the later one stands in front of the earlier
+  for (const std::u16string& absent : {u"Synchronizatio", u"Synchronizations", u"Sy", u"SyncC"}) {
+    EXPECT_EQ(threshold(absent), CoreLog::VerbosityWarning) << absent.size();
   }
 }
 
