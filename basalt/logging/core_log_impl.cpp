@@ -31,7 +31,9 @@ constexpr std::size_t lineHeadLength = 27;
 
 // 7-bit text, such as the time stamp, widened unit by unit rather than through the code page.
 void appendAscii(KELPString& text, const char* ascii, std::size_t length) {
-  text.Base::append(ascii, ascii + length);
+  const std::size_t at = text.size();
+  text.Base::resize(at + length);
+  std::copy(ascii, ascii + length, text.Base::begin() + static_cast<std::ptrdiff_t>(at));
 }
 
 } // namespace
@@ -290,7 +292,13 @@ CoreLog::VerbosityType* CoreLogImpl::getVerbosity(const KELPString& module,
 
 bool CoreLogImpl::formatMessage(KELPString& text, std::uint32_t message, int insertCount,
                                 const unsigned short** inserts) {
-  return lookupText(message, rawText) && formatMessageText(rawText, insertCount, inserts, text);
+  // A library stays loaded as long as the log, so a number's text never changes: the last
+  // one found serves the next record of the same number without a walk of the resources.
+  if (!rawTextFound || rawTextMessage != message) {
+    rawTextFound = lookupText(message, rawText);
+    rawTextMessage = message;
+  }
+  return rawTextFound && formatMessageText(rawText, insertCount, inserts, text);
 }
 
 bool CoreLogImpl::lookupText(std::uint32_t message, KELPString& text) {

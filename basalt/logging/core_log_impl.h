@@ -107,6 +107,8 @@ private:
   // Working text of formatMessage and writeLine, kept from record to record so that a record
   // doesn't allocate them anew; guarded by mutex like the rest.
   KELPString rawText;
+  std::uint32_t rawTextMessage = 0; // the number whose text rawText holds, when rawTextFound
+  bool rawTextFound = false;
   KELPString recordText;
   KELPString recordLine;
 };

@@ -29,7 +29,8 @@ namespace {
 
 constexpr WCHAR replacementCharacter = 0xFFFD;
 
-// Holds the runtime's own lock of the stream for the length of one call.
+// Holds the runtime's own lock of the stream for the length of one call; inside it the calls
+// on the stream are the unlocked ones.
 class StreamLock {
 public:
   explicit StreamLock(std::FILE* file) : file(file) { ::flockfile(file); }
@@ -82,7 +83,7 @@ void putBack(FILE* stream, const unsigned char* bytes, std::size_t count) {
 
 void startReading(FILE* stream) {
   if (!stream->reading) {
-    std::fflush(stream->file);
+    ::fflush_unlocked(stream->file);
     stream->reading = true;
   }
 }
@@ -138,7 +139,7 @@ int fflush(FILE* stream) {
     return std::fflush(nullptr);
   }
   const StreamLock lock(stream->file);
-  return stream->reading ? 0 : std::fflush(stream->file);
+  return stream->reading ? 0 : ::fflush_unlocked(stream->file);
 }
 
 int fputws(LPCWSTR text, FILE* stream) {
@@ -155,7 +156,8 @@ int fputws(LPCWSTR text, FILE* stream) {
   bytes.clear();
   utf8::append(bytes, text, length);
   startWriting(stream);
-  return std::fwrite(bytes.data(), 1, bytes.size(), stream->file) == bytes.size() ? 0 : WIDE_EOF;
+  return ::fwrite_unlocked(bytes.data(), 1, bytes.size(), stream->file) == bytes.size() ? 0
+                                                                                        : WIDE_EOF;
 }
 
 WCHAR fgetwc(FILE* stream) {

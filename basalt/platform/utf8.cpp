@@ -50,31 +50,37 @@ std::size_t decode(const unsigned char* bytes, std::size_t available, WCHAR unit
 }
 
 void append(std::string& out, const WCHAR* units, std::size_t count) {
-  out.reserve(out.size() + count); // at least a byte a unit: no growing for 7-bit text
+  // Written through a pointer into room for the longest result, three bytes a unit (a pair
+  // of units makes four), and cut to length at the end: a log line is mostly 7-bit text, and
+  // a push_back a byte cost more than the rest of its writing.
+  const std::size_t start = out.size();
+  out.resize(start + 3 * count);
+  char* next = out.data() + start;
   for (std::size_t i = 0; i < count; ++i) {
     char32_t code = units[i];
+    if (code < 0x80) {
+      *next++ = static_cast<char>(code);
+      continue;
+    }
     if (code >= 0xD800 && code <= 0xDBFF && i + 1 < count && units[i + 1] >= 0xDC00 &&
         units[i + 1] <= 0xDFFF) {
       code = 0x10000 + ((code - 0xD800) << 10) + (units[++i] - 0xDC00);
     } else if (code >= 0xD800 && code <= 0xDFFF) {
       code = 0xFFFD;
     }
-    if (code < 0x80) {
-      out.push_back(static_cast<char>(code));
-    } else if (code < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (code >> 6)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    if (code < 0x800) {
+      *next++ = static_cast<char>(0xC0 | (code >> 6));
     } else if (code < 0x10000) {
-      out.push_back(static_cast<char>(0xE0 | (code >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+      *next++ = static_cast<char>(0xE0 | (code >> 12));
+      *next++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
     } else {
-      out.push_back(static_cast<char>(0xF0 | (code >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+      *next++ = static_cast<char>(0xF0 | (code >> 18));
+      *next++ = static_cast<char>(0x80 | ((code >> 12) & 0x3F));
+      *next++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
     }
+    *next++ = static_cast<char>(0x80 | (code & 0x3F));
   }
+  out.resize(static_cast<std::size_t>(next - out.data()));
 }
 
 std::string encode(const std::basic_string<WCHAR>& units) {

@@ -2,6 +2,8 @@
 
 #include "basalt/platform/text_stream.h"
 
+#include <algorithm>
+#include <array>
 #include <string>
 
 namespace plat = basalt::platform;
@@ -55,12 +57,24 @@ void File::writeLine(const KELPString& text) {
   if (stream == nullptr) {
     return;
   }
-  // The line and its end go into the stream's buffer, and the one flush writes them together.
-  // Text stops at its first zero unit, and a line end behind one is cut off with the rest.
-  const unsigned short end[] = {lineEnd, 0};
-  plat::fputws(text.c_str(), stream);
-  if (text.Base::find(static_cast<unsigned short>(0)) == KELPString::npos) {
-    plat::fputws(end, stream);
+  // Text and line end go out in one fputws, under one lock of the stream, so that lines of
+  // threads sharing a file never interleave. The text stops at its first zero unit, and the
+  // line end behind one is cut off with the rest. A line of usual length is copied on the
+  // stack.
+  if (text.Base::find(static_cast<unsigned short>(0)) != KELPString::npos) {
+    plat::fputws(text.c_str(), stream);
+  } else {
+    std::array<unsigned short, 512> local;
+    std::basic_string<unsigned short> heap;
+    unsigned short* line = local.data();
+    if (text.size() + 2 > local.size()) {
+      heap.resize(text.size() + 2);
+      line = heap.data();
+    }
+    std::copy(text.begin(), text.end(), line);
+    line[text.size()] = lineEnd;
+    line[text.size() + 1] = 0;
+    plat::fputws(line, stream);
   }
   plat::fflush(stream);
 }

@@ -3,7 +3,10 @@
 
 #include <cerrno>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 using basalt::FileLocator;
 using basalt::test::ScratchDirectory;
@@ -79,6 +82,31 @@ TEST_F(FileTest, EveryWriteIsOnDiskWhenItReturns) {
   // Text stops at its first NUL, and the line end with it.
   file.writeLine(KELPString(Units{'t', 0, 'u'}));
   EXPECT_EQ(dir.read("log.txt"), "one\nt");
+}
+
+// Threads sharing one file: each line, short or longer than any buffer of the writer, goes
+// out whole with its line end.
+TEST_F(FileTest, LinesOfThreadsSharingAFileStayWhole) {
+  File file(at("shared.txt"));
+  ASSERT_TRUE(file.open("w"));
+  std::vector<std::thread> writers;
+  for (char letter : {'a', 'b', 'c', 'd'}) {
+    writers.emplace_back([&file, letter] {
+      for (int i = 0; i < 200; ++i) {
+        file.writeLine(KELPString(std::string(i % 2 == 0 ? 3 : 700, letter).c_str()));
+      }
+    });
+  }
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
+  std::istringstream lines(dir.read("shared.txt"));
+  int count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    ASSERT_TRUE(line.size() == 3 || line.size() == 700) << line.size();
+    EXPECT_EQ(line.find_first_not_of(line[0]), std::string::npos);
+  }
+  EXPECT_EQ(count, 800);
 }
 
 TEST_F(FileTest, ClosedFilesAndCopiesDoNothing) {
