@@ -4,6 +4,7 @@
 // The whole exported interface of basalt.
 
 #include "basalt/concurrency/pavane_mutex.h"
+#include "basalt/concurrency/thread_registry.h"
 #include "basalt/errors/any_error.h"
 #include "basalt/errors/base_error.h"
 #include "basalt/errors/error_info.h"

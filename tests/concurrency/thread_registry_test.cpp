@@ -1,0 +1,121 @@
+#include "basalt/concurrency/thread_registry.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <limits>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using basalt::ThreadRegistry;
+
+// Runs body on a thread of its own and gives back that thread's id.
+template <class Body> std::uint32_t onOtherThread(ThreadRegistry& registry, Body body) {
+  std::uint32_t id = 0;
+  std::thread([&] {
+    id = registry.getThisId();
+    body();
+  }).join();
+  return id;
+}
+
+TEST(ThreadRegistry, DepthCountsNestedCallsAndRecordsOutliveDepthZero) {
+  ThreadRegistry registry;
+  int context = 0;
+  EXPECT_EQ(registry.depth(), 0u);
+  EXPECT_EQ(registry.getThisThreadNovi(), 0);
+  registry.setThisThreadContext(&context); // no record yet: kept nowhere
+  EXPECT_EQ(registry.getThisThreadContext(), nullptr);
+
+  EXPECT_EQ(registry.registerThread(), registry.getThisId());
+  registry.registerThread();
+  registry.setThisThreadContext(&context);
+  registry.setThisThreadNovi(0xBEEF);
+  EXPECT_EQ(registry.depth(), 2u);
+  registry.unregisterThread();
+  registry.unregisterThread(registry.getThisId());
+  EXPECT_EQ(registry.depth(), 0u);
+  EXPECT_EQ(registry.getThisThreadContext(), &context); // the record stays
+  registry.decreaseDepth();
+  EXPECT_EQ(registry.depth(), std::numeric_limits<std::uint32_t>::max());
+
+  registry.increaseDepth();
+  registry.increaseDepth();
+  registry.increaseDepth();
+  registry.increaseDepth(); // wrapped round to 3
+  EXPECT_EQ(registry.depth(), 3u);
+  registry.registerLUMAThread();
+  EXPECT_EQ(registry.depth(), 1u);
+  EXPECT_EQ(registry.getThisThreadNovi(), 0xBEEF); // the same record
+  registry.unregisterLUMAThread();
+  EXPECT_EQ(registry.depth(), 0u);
+  EXPECT_EQ(registry.getThisThreadContext(), nullptr);
+}
+
+// The first NOVI caller gets a record of its own, found ahead of the list for the life of the
+// registry; everybody else is a plain record.
+TEST(ThreadRegistry, OnlyTheFirstNoviThreadIsKeptApart) {
+  ThreadRegistry registry;
+  registry.registerThread();
+  registry.registerThread();
+  registry.setThisThreadNovi(7);
+  registry.registerNOVIThread(); // a second record, which from now on is the one found
+  EXPECT_EQ(registry.depth(), 1u);
+  EXPECT_EQ(registry.getThisThreadNovi(), 0);
+
+  const std::uint32_t other = onOtherThread(registry, [&] {
+    registry.registerNOVIThread();
+    registry.registerNOVIThread();
+  });
+  EXPECT_EQ(registry.depth(other), 2u);
+  registry.unregisterLUMAThread(other); // a plain record goes altogether
+  EXPECT_EQ(registry.depth(other), 0u);
+
+  // Taking the first listed record of this thread (the plain one) leaves the NOVI record.
+  registry.unregisterLUMAThread();
+  EXPECT_EQ(registry.depth(), 1u);
+}
+
+TEST(ThreadRegistry, NoviRecordTakenOutOfTheListIsStillFoundAndFreedOnce) {
+  ThreadRegistry registry;
+  registry.registerNOVIThread();
+  registry.setThisThreadNovi(3);
+  registry.unregisterLUMAThread();
+  EXPECT_EQ(registry.getThisThreadNovi(), 3); // through the NOVI record
+  // The list no longer holds it, so a LUMA registration makes a further record, which the
+  // NOVI record still hides from every other operation.
+  registry.registerLUMAThread();
+  registry.registerLUMAThread();
+  EXPECT_EQ(registry.depth(), 1u);
+  registry.increaseDepth();
+  EXPECT_EQ(registry.depth(), 2u);
+} // the leak check of the sanitizer builds sees whether the detached record was freed
+
+TEST(ThreadRegistry, ThreadsRegisterAndReachEachOthersRecordsConcurrently) {
+  ThreadRegistry registry;
+  const std::uint32_t main = registry.registerNOVIThread();
+  std::vector<std::thread> threads;
+  std::vector<std::uint32_t> ids(8);
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    threads.emplace_back([&, i] {
+      ids[i] = registry.registerThread();
+      for (int round = 0; round < 500; ++round) {
+        registry.registerThread();
+        registry.increaseDepth(main);
+        registry.setThisThreadContext(&ids[i]);
+        registry.unregisterThread();
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(registry.depth(), 1u + 8 * 500);
+  for (std::uint32_t& id : ids) {
+    EXPECT_EQ(registry.depth(id), 1u);
+    EXPECT_EQ(registry.getThisThreadContext(id), &id);
+  }
+}
+
+} // namespace
