@@ -51,8 +51,8 @@ private:
   JTCThread* thread;
 };
 
-void setThreadNotice(ThreadNotice notice) {
-  threadNotice.store(notice);
+ThreadNotice setThreadNotice(ThreadNotice notice) {
+  return threadNotice.exchange(notice);
 }
 
 JTCThread::JTCThread(JTCHandleT<JTCThreadGroup>& group, const char* name)

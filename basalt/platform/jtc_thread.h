@@ -88,9 +88,10 @@ private:
 
 // The shared library's entry point hears of the threads that this library starts through this
 // one function, called on the new thread with true before run() and with false after it.
-// Threads made with plain pthread_create or std::thread are not announced. Null removes it.
+// Threads made with plain pthread_create or std::thread are not announced. Null removes it;
+// the result is the function set before.
 using ThreadNotice = void (*)(bool attached);
-void setThreadNotice(ThreadNotice notice);
+ThreadNotice setThreadNotice(ThreadNotice notice);
 
 } // namespace basalt::platform
 
