@@ -195,6 +195,7 @@ void recordNotice(bool attached) {
 }
 
 TEST(JTCThread, NoticeComesOnTheNewThreadAroundRunAndSelfJoinIsRefused) {
+  notices.clear();
   const plat::ThreadNotice before = plat::setThreadNotice(recordNotice);
   ASSERT_NE(before, nullptr); // the library's entry point listens
   auto group = plat::JTCInitialize::getTermGroup();
