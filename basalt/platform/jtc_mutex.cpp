@@ -5,7 +5,12 @@
 namespace basalt::platform {
 
 JTCRecursiveMutex::JTCRecursiveMutex() {
-  pthread_mutex_init(&mutex, nullptr);
+  // Spins a little before it sleeps: a monitor's lock is held only for a few instructions.
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ADAPTIVE_NP);
+  pthread_mutex_init(&mutex, &attributes);
+  pthread_mutexattr_destroy(&attributes);
 }
 
 JTCRecursiveMutex::~JTCRecursiveMutex() {

@@ -110,8 +110,10 @@ bool ThreadWaiter::finish() {
 void ThreadWaiter::notify() {
   pthread_mutex_lock(&lock);
   wasNotified = true;
-  pthread_cond_signal(&wake);
   pthread_mutex_unlock(&lock);
+  // After the unlock, so that the woken thread doesn't sleep again on the lock. The waiter
+  // lives on: it can't leave before it has the monitor's lock back, which the caller holds.
+  pthread_cond_signal(&wake);
 }
 
 void ThreadWaiter::interrupt() {
