@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <gtest/gtest.h>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -74,6 +75,7 @@ TEST(ReadWriteLock, WriterExcludesEveryoneAndItsReleaseLetsAllReadersGo) {
   ReadWriteLock lock;
   lock.write_lock();
   std::vector<std::unique_ptr<Taker>> readers;
+  readers.reserve(3);
   for (int i = 0; i < 3; ++i) {
     readers.push_back(std::make_unique<Taker>([&] { lock.read_lock(); }));
   }
@@ -143,6 +145,7 @@ TEST(ReadWriteLock, WritersAreAloneUnderLoad) {
   std::atomic<int> writersIn{0};
   std::atomic<int> overlaps{0};
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < 3000; ++i) {
