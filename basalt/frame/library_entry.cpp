@@ -1,5 +1,6 @@
 #include "basalt/frame/library_entry.h"
 
+#include "basalt/crash/trace_translator.h"
 #include "basalt/frame/debug_trace.h"
 #include "basalt/frame/exit_list.h"
 #include "basalt/frame/static_objects.h"
@@ -27,7 +28,12 @@ platform::BOOL libraryEntryPoint(platform::HANDLE /*module*/, platform::DWORD re
                                  void* /*reserved*/) {
   switch (reason) {
   case DLL_PROCESS_ATTACH:
+    crash::installTraceTranslator();
     startLibrary();
+    break;
+  case DLL_THREAD_ATTACH:
+    // A translator holds for one thread only.
+    crash::installTraceTranslator();
     break;
   case DLL_PROCESS_DETACH:
     if (threadLibraryInit != nullptr) {
@@ -39,7 +45,7 @@ platform::BOOL libraryEntryPoint(platform::HANDLE /*module*/, platform::DWORD re
       }
     }
     break;
-  default: // thread attach and detach
+  default: // thread detach
     break;
   }
   return platform::TRUE;
