@@ -214,8 +214,28 @@ DWORD64 returnAddressAt(PREAD_PROCESS_MEMORY_ROUTINE readMemory,
   return address && isCode(getModuleBase, process, *address) ? *address : 0;
 }
 
+// Whether the return address comes right after a direct call of code at or below pc, no
+// further than a function's length: then pc's function was called from there and has not
+// pushed a frame of its own, as a leaf compiled without a frame pointer never does.
+bool calledFrom(PREAD_PROCESS_MEMORY_ROUTINE readMemory, HANDLE process, DWORD64 returnAddress,
+                DWORD64 pc) {
+  constexpr DWORD64 callLength = 5;
+  constexpr DWORD64 longestFunction = 1 << 20;
+  unsigned char call[callLength] = {};
+  DWORD got = 0;
+  if (returnAddress < callLength ||
+      readMemory(process, returnAddress - callLength, call, sizeof call, &got) == FALSE ||
+      got != sizeof call || call[0] != 0xE8) {
+    return false;
+  }
+  std::int32_t offset = 0;
+  std::memcpy(&offset, call + 1, sizeof offset);
+  const DWORD64 target = returnAddress + static_cast<DWORD64>(static_cast<std::int64_t>(offset));
+  return target <= pc && pc - target < longestFunction;
+}
+
 // Cuts the parameter list and what follows it from a demangled function name.
-std::string nameOnly(std::string name) {
+std::string cutParameters(std::string name) {
   static const char* const qualifiers[] = {" const", " volatile", " &&", " &"};
   for (bool cut = true; cut;) {
     cut = false;
@@ -238,6 +258,19 @@ std::string nameOnly(std::string name) {
     }
   }
   return name;
+}
+
+// The name without its parameter list; the marks of a compiler's copy of the function, like
+// " [clone .cold]", stay.
+std::string nameOnly(std::string name) {
+  std::string clones;
+  for (std::size_t clone = name.rfind(" [clone ");
+       clone != std::string::npos && !name.empty() && name.back() == ']';
+       clone = name.rfind(" [clone ")) {
+    clones.insert(0, name, clone, std::string::npos);
+    name.resize(clone);
+  }
+  return cutParameters(std::move(name)) + clones;
 }
 
 } // namespace
@@ -263,10 +296,13 @@ BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE /*thread*/, STACKFRAME*
   readMemory = readMemory != nullptr ? readMemory : readOwnMemory;
   DWORD64& state = frame->Reserved[0];
   if (state == notStarted) {
-    // A call into nowhere: the return address is still at the top of the stack.
-    const bool lost =
-        !isCode(getModuleBase, process, frame->AddrPC.Offset) &&
-        returnAddressAt(readMemory, getModuleBase, process, frame->AddrStack.Offset) != 0;
+    // A call into nowhere, or a function without a frame of its own: the return address is
+    // still at the top of the stack.
+    const DWORD64 pc = frame->AddrPC.Offset;
+    const DWORD64 top =
+        returnAddressAt(readMemory, getModuleBase, process, frame->AddrStack.Offset);
+    const bool lost = top != 0 && (!isCode(getModuleBase, process, pc) ||
+                                   calledFrom(readMemory, process, top, pc));
     state = lost ? unframed : framed;
     frame->AddrReturn.Offset =
         returnAddressAt(readMemory, getModuleBase, process,

@@ -14,8 +14,10 @@
 // StackWalk follows the frame pointer chain: each frame's saved frame pointer and return
 // address lie at [Rbp] and [Rbp + 8]. Code compiled without frame pointers (g++ and clang
 // from -O1 on, unless -fno-omit-frame-pointer) hides its caller: the walk skips a frame or
-// ends early, never faults. A walk that starts at address 0 (a call through a null function
-// pointer) takes its return address from [Rsp].
+// ends early, never faults. The first frame takes its return address from [Rsp] instead when
+// it has no frame yet: when it starts where there is no code (a call through a null function
+// pointer), or when [Rsp] follows a direct call of the code it is in (a leaf function, which
+// g++ builds without a frame even with -fno-omit-frame-pointer).
 //
 // Symbol handling is process-wide, between SymInitialize and SymCleanup, and serialised.
 

@@ -32,8 +32,10 @@ PROBE_FAULT int divideByZero(volatile int divisor) {
   return 7 / divisor;
 }
 
+// Not __builtin_trap: the compiler would take the call for one that never returns and move
+// it out of its caller.
 PROBE_FAULT void executeIllegalInstruction() {
-  __builtin_trap();
+  asm volatile("ud2");
 }
 
 PROBE_FAULT void callThroughNull(void (*volatile function)()) {

@@ -88,6 +88,8 @@ TEST(UnDecorateSymbolName, Demangles) {
             "probe::writeThroughNull");
   EXPECT_EQ(undecorated("_ZNK3Foo3barEv", plat::UNDNAME_NAME_ONLY), "Foo::bar");
   EXPECT_EQ(undecorated("_ZN3FooclEi", plat::UNDNAME_NAME_ONLY), "Foo::operator()");
+  EXPECT_EQ(undecorated("_ZN5probe10faultTwiceEi.cold", plat::UNDNAME_NAME_ONLY),
+            "probe::faultTwice [clone .cold]");
   EXPECT_EQ(undecorated("_ZN12_GLOBAL__N_11fEv", plat::UNDNAME_NAME_ONLY),
             "(anonymous namespace)::f");
   // Data and C names have no parameter list; a name that isn't mangled stays as it is.
@@ -132,7 +134,7 @@ TEST_F(SymbolSession, FindsSymbolsAndModulesOfLoadedCode) {
   EXPECT_NE(plat::SymFunctionTableAccess(process, address), nullptr);
 
   // A symbol of a library, found through its dynamic symbols at the least.
-  const auto libraryCode = reinterpret_cast<plat::DWORD64>(&std::strlen);
+  const auto libraryCode = reinterpret_cast<plat::DWORD64>(&::getpid);
   ASSERT_TRUE(plat::SymGetModuleInfo(process, libraryCode, &module));
   EXPECT_NE(std::string(module.ModuleName).find("libc"), std::string::npos) << module.ModuleName;
   EXPECT_NE(module.BaseOfImage, plat::SymGetModuleBase(process, address));
