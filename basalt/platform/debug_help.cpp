@@ -11,6 +11,8 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -34,7 +36,24 @@ struct Module {
   void* unwindTable = nullptr;
   std::string path; // empty for a module without a file, like the vDSO
   std::string name;
-  std::optional<ElfSymbolTable> symbols; // read on first need
+  std::shared_ptr<const ElfSymbolTable> symbols; // found on first need
+};
+
+// What tells one version of a file from another.
+struct FileStamp {
+  dev_t device;
+  ino_t inode;
+  off_t size;
+  timespec modified;
+  bool operator==(const FileStamp& other) const {
+    return device == other.device && inode == other.inode && size == other.size &&
+           modified.tv_sec == other.modified.tv_sec && modified.tv_nsec == other.modified.tv_nsec;
+  }
+};
+
+struct CachedTable {
+  FileStamp stamp;
+  std::shared_ptr<const ElfSymbolTable> table;
 };
 
 struct Session {
@@ -43,6 +62,9 @@ struct Session {
   DWORD options = SYMOPT_UNDNAME | SYMOPT_DEFERRED_LOADS;
   std::string searchPath;
   std::vector<Module> modules;
+  // Symbol tables by file, kept past SymCleanup: each report starts a session of its own, and
+  // reading the tables is most of its cost. A file that changes is read again.
+  std::map<std::string, CachedTable> tables;
 };
 
 // Never destroyed: a report may run while the process exits.
@@ -125,13 +147,26 @@ std::string searchFor(const std::string& name, const std::string& directories) {
   return {};
 }
 
+std::shared_ptr<const ElfSymbolTable> readSymbols(Session& state, const std::string& file) {
+  struct stat status {};
+  if (file.empty() || ::stat(file.c_str(), &status) != 0) {
+    return std::make_shared<const ElfSymbolTable>();
+  }
+  const FileStamp stamp{status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+  CachedTable& cached = state.tables[file];
+  if (cached.table == nullptr || !(cached.stamp == stamp)) {
+    cached = {stamp, std::make_shared<const ElfSymbolTable>(ElfSymbolTable::read(file))};
+  }
+  return cached.table;
+}
+
 const ElfSymbolTable& symbolsOf(Session& state, Module& module) {
-  if (!module.symbols) {
+  if (module.symbols == nullptr) {
     std::string file = module.path;
     if (!file.empty() && !fileExists(file)) {
       file = searchFor(splitOsPath(file).lastComponent, state.searchPath);
     }
-    module.symbols = file.empty() ? ElfSymbolTable() : ElfSymbolTable::read(file);
+    module.symbols = readSymbols(state, file);
   }
   return *module.symbols;
 }

@@ -19,7 +19,9 @@
 // pointer), or when [Rsp] follows a direct call of the code it is in (a leaf function, which
 // g++ builds without a frame even with -fno-omit-frame-pointer).
 //
-// Symbol handling is process-wide, between SymInitialize and SymCleanup, and serialised.
+// Symbol handling is process-wide, between SymInitialize and SymCleanup, and serialised. A
+// file's symbol table is read once and kept for the process; a file that changes on disk
+// is read again.
 
 #include "basalt/platform/structured_exceptions.h"
 #include "basalt/platform/win_types.h"
