@@ -37,6 +37,7 @@ struct Module {
   std::string path; // empty for a module without a file, like the vDSO
   std::string name;
   std::shared_ptr<const ElfSymbolTable> symbols; // found on first need
+  DWORD timeDateStamp = 0;                       // set with symbols
 };
 
 // What tells one version of a file from another.
@@ -147,11 +148,9 @@ std::string searchFor(const std::string& name, const std::string& directories) {
   return {};
 }
 
-std::shared_ptr<const ElfSymbolTable> readSymbols(Session& state, const std::string& file) {
-  struct stat status {};
-  if (file.empty() || ::stat(file.c_str(), &status) != 0) {
-    return std::make_shared<const ElfSymbolTable>();
-  }
+// The table of file, from the cache while the file is unchanged; empty when it can't be read.
+std::shared_ptr<const ElfSymbolTable> readSymbols(Session& state, const std::string& file,
+                                                  const struct stat& status) {
   const FileStamp stamp{status.st_dev, status.st_ino, status.st_size, status.st_mtim};
   CachedTable& cached = state.tables[file];
   if (cached.table == nullptr || !(cached.stamp == stamp)) {
@@ -160,14 +159,21 @@ std::shared_ptr<const ElfSymbolTable> readSymbols(Session& state, const std::str
   return cached.table;
 }
 
+// Also sets the module's time stamp, from the same look at its file.
 const ElfSymbolTable& symbolsOf(Session& state, Module& module) {
-  if (module.symbols == nullptr) {
-    std::string file = module.path;
-    if (!file.empty() && !fileExists(file)) {
-      file = searchFor(splitOsPath(file).lastComponent, state.searchPath);
-    }
-    module.symbols = readSymbols(state, file);
+  if (module.symbols != nullptr) {
+    return *module.symbols;
   }
+  std::string file = module.path;
+  struct stat status {};
+  bool found = !file.empty() && ::stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  if (!found && !file.empty()) {
+    file = searchFor(splitOsPath(file).lastComponent, state.searchPath);
+    found = !file.empty() && ::stat(file.c_str(), &status) == 0;
+  }
+  module.symbols =
+      found ? readSymbols(state, file, status) : std::make_shared<const ElfSymbolTable>();
+  module.timeDateStamp = found ? static_cast<DWORD>(status.st_mtime) : 0;
   return *module.symbols;
 }
 
@@ -231,7 +237,18 @@ std::optional<DWORD64> readWord(PREAD_PROCESS_MEMORY_ROUTINE readMemory, HANDLE 
   return word;
 }
 
-// What StackWalk keeps in Reserved between calls.
+// Reads up to six words; returns how many were read whole. Unread words stay 0.
+std::size_t readWords(PREAD_PROCESS_MEMORY_ROUTINE readMemory, HANDLE process, DWORD64 address,
+                      DWORD64 (&words)[6]) {
+  DWORD got = 0;
+  readMemory(process, address, words, sizeof words, &got);
+  const std::size_t known = std::min<std::size_t>(got, sizeof words) / sizeof(DWORD64);
+  std::fill(words + known, words + 6, 0);
+  return known;
+}
+
+// What StackWalk keeps in Reserved between calls: [0] the state below, [1] how many of the
+// words at AddrFrame could be read, [2] the first of them, the caller's frame pointer.
 enum WalkState : DWORD64 {
   notStarted = 0,
   framed = 1,   // AddrFrame is the frame of AddrPC's function
@@ -330,6 +347,12 @@ BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE /*thread*/, STACKFRAME*
   }
   readMemory = readMemory != nullptr ? readMemory : readOwnMemory;
   DWORD64& state = frame->Reserved[0];
+  const auto codeOrZero = [&](DWORD64 address) {
+    return isCode(getModuleBase, process, address) ? address : 0;
+  };
+  // The words at the frame pointer, read at once: the caller's frame pointer, the return
+  // address and four arguments.
+  DWORD64 words[6] = {};
   if (state == notStarted) {
     // A call into nowhere, or a function without a frame of its own: the return address is
     // still at the top of the stack.
@@ -339,9 +362,9 @@ BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE /*thread*/, STACKFRAME*
     const bool lost = top != 0 && (!isCode(getModuleBase, process, pc) ||
                                    calledFrom(readMemory, process, top, pc));
     state = lost ? unframed : framed;
-    frame->AddrReturn.Offset =
-        returnAddressAt(readMemory, getModuleBase, process,
-                        lost ? frame->AddrStack.Offset : frame->AddrFrame.Offset + sizeof(DWORD64));
+    const std::size_t known = readWords(readMemory, process, frame->AddrFrame.Offset, words);
+    frame->AddrReturn.Offset = lost ? top : known >= 2 ? codeOrZero(words[1]) : 0;
+    frame->Reserved[1] = known;
   } else {
     if (frame->AddrReturn.Offset == 0) {
       return FALSE;
@@ -351,27 +374,25 @@ BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE /*thread*/, STACKFRAME*
       frame->AddrStack.Offset += sizeof(DWORD64);
     } else {
       // The caller's frame lies above this one: anything else is no frame chain.
-      const std::optional<DWORD64> callerFrame =
-          readWord(readMemory, process, frame->AddrFrame.Offset);
-      if (!callerFrame || *callerFrame <= frame->AddrFrame.Offset || (*callerFrame & 7) != 0) {
+      const DWORD64 callerFrame = frame->Reserved[2];
+      if (frame->Reserved[1] == 0 || callerFrame <= frame->AddrFrame.Offset ||
+          (callerFrame & 7) != 0) {
         return FALSE;
       }
       frame->AddrStack.Offset = frame->AddrFrame.Offset + 2 * sizeof(DWORD64);
-      frame->AddrFrame.Offset = *callerFrame;
+      frame->AddrFrame.Offset = callerFrame;
     }
     state = framed;
     frame->AddrPC.Offset = caller;
-    frame->AddrReturn.Offset = returnAddressAt(readMemory, getModuleBase, process,
-                                               frame->AddrFrame.Offset + sizeof(DWORD64));
+    const std::size_t known = readWords(readMemory, process, frame->AddrFrame.Offset, words);
+    frame->AddrReturn.Offset = known >= 2 ? codeOrZero(words[1]) : 0;
+    frame->Reserved[1] = known;
   }
+  frame->Reserved[2] = words[0];
   frame->AddrReturn.Mode = AddrModeFlat;
   frame->FuncTableEntry =
       functionTableAccess != nullptr ? functionTableAccess(process, frame->AddrPC.Offset) : nullptr;
-  for (std::size_t index = 0; index < 4; ++index) {
-    frame->Params[index] =
-        readWord(readMemory, process, frame->AddrFrame.Offset + (2 + index) * sizeof(DWORD64))
-            .value_or(0);
-  }
+  std::copy(words + 2, words + 6, frame->Params);
   frame->Far = FALSE;
   frame->Virtual = FALSE;
   return TRUE;
@@ -404,11 +425,9 @@ BOOL SymGetModuleInfo(HANDLE process, DWORD64 address, IMAGEHLP_MODULE* info) {
     return FALSE;
   }
   const ElfSymbolTable& symbols = symbolsOf(*state, *module);
-  struct stat status {};
-  const bool dated = !module->path.empty() && ::stat(module->path.c_str(), &status) == 0;
   info->BaseOfImage = module->base;
   info->ImageSize = static_cast<DWORD>(module->end - module->base);
-  info->TimeDateStamp = dated ? static_cast<DWORD>(status.st_mtime) : 0;
+  info->TimeDateStamp = module->timeDateStamp;
   info->CheckSum = 0;
   info->NumSyms = static_cast<DWORD>(symbols.size());
   info->SymType = symbols.size() == 0 ? SymNone : symbols.full() ? SymCoff : SymExport;
