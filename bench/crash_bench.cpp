@@ -74,8 +74,9 @@ void BasaltStackReport(benchmark::State& state) {
   for (auto _ : state) {
     descend(depth - 8, [] { reportAtBottom(); });
   }
-  state.counters["bytes"] = static_cast<double>(
-      std::filesystem::file_size(temp.file("LowmarshTrace.log")) / state.iterations());
+  state.counters["bytes"] =
+      static_cast<double>(std::filesystem::file_size(temp.file("LowmarshTrace.log"))) /
+      static_cast<double>(state.iterations());
 }
 BENCHMARK(BasaltStackReport);
 
@@ -86,8 +87,9 @@ void GlibcBacktraceSymbols(benchmark::State& state) {
     descend(depth - 8, [fd] { backtraceAtBottom(fd); });
   }
   ::close(fd);
-  state.counters["bytes"] = static_cast<double>(
-      std::filesystem::file_size(temp.file("backtrace.log")) / state.iterations());
+  state.counters["bytes"] =
+      static_cast<double>(std::filesystem::file_size(temp.file("backtrace.log"))) /
+      static_cast<double>(state.iterations());
 }
 BENCHMARK(GlibcBacktraceSymbols);
 

@@ -25,11 +25,11 @@ namespace probe {
 #define PROBE_FAULT __attribute__((noinline, no_sanitize("address", "undefined")))
 
 PROBE_FAULT void writeThroughNull(volatile int* target) {
-  *target = 1;
+  *target = 1; // NOLINT(clang-analyzer-core.NullDereference): the fault is the point
 }
 
 PROBE_FAULT int divideByZero(volatile int divisor) {
-  return 7 / divisor;
+  return 7 / divisor; // NOLINT(clang-analyzer-core.DivideZero): the fault is the point
 }
 
 // Not __builtin_trap: the compiler would take the call for one that never returns and move
@@ -39,7 +39,7 @@ PROBE_FAULT void executeIllegalInstruction() {
 }
 
 PROBE_FAULT void callThroughNull(void (*volatile function)()) {
-  function();
+  function(); // NOLINT(clang-analyzer-core.CallAndMessage): the fault is the point
   asm volatile("");
 }
 

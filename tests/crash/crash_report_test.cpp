@@ -4,6 +4,7 @@
 #include "tests/support/registry_sandbox.h"
 #include "tests/support/scratch_directory.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <regex>
 #include <string>
@@ -13,11 +14,11 @@ namespace {
 
 using basalt::test::ChildResult;
 
-const std::string caughtLine =
+const char* const caughtLine =
     "caught 0xC2011F00 StructuredException \"Structured Exception - stack will be traced\" 3\n";
-const std::string reportStart = "\n\n\n _____________________________________________\n\n"
+const char* const reportStart = "\n\n\n _____________________________________________\n\n"
                                 "            Start of Stack Dump\n";
-const std::string reportEnd = " \n_____________________________________________ \n"
+const char* const reportEnd = " \n_____________________________________________ \n"
                               "_____________________________________________\n\n\n\n\n";
 
 std::size_t countOf(const std::string& text, const std::string& part) {
@@ -113,7 +114,7 @@ TEST_F(CrashReportTest, FaultsBecomeAnyErrorsAndAppendReportsThatNameTheFaulting
         countOf(text, "\nFrame FV IP"),
         static_cast<std::size_t>(std::distance(
             std::sregex_iterator(text.begin(), text.end(), frameLine), std::sregex_iterator())));
-    EXPECT_EQ(text.substr(text.size() - reportEnd.size()), reportEnd);
+    EXPECT_EQ(text.substr(text.size() - std::strlen(reportEnd)), reportEnd);
   }
 }
 
@@ -149,7 +150,7 @@ TEST_F(CrashReportTest, ALaterFaultOnTheSameThreadIsTranslatedAgain) {
   setDoTrace("dword:00000001");
   const ChildResult result = probe("divide", "attached", "3");
   EXPECT_EQ(result.exitCode, 0) << result.output;
-  EXPECT_EQ(result.output, caughtLine + caughtLine + caughtLine);
+  EXPECT_EQ(result.output, std::string(caughtLine) + caughtLine + caughtLine);
   EXPECT_GE(splitReports(report()).size(), 1U);
 }
 

@@ -273,11 +273,7 @@ TEST(MapAndLoad, MapsImagesReadOnlyAndFindsPeHeaders) {
   EXPECT_FALSE(plat::UnMapAndLoad(&image));
 
   ASSERT_TRUE(plat::MapAndLoad(programPath().c_str(), nullptr, &image, plat::FALSE, plat::TRUE));
-  EXPECT_EQ(std::memcmp(image.MappedAddress,
-                        "\x7f"
-                        "ELF",
-                        4),
-            0);
+  EXPECT_EQ(std::memcmp(image.MappedAddress, "\177ELF", 4), 0);
   EXPECT_EQ(image.FileHeader, nullptr);
   EXPECT_TRUE(plat::UnMapAndLoad(&image));
 
@@ -289,10 +285,7 @@ TEST(ElfSymbolTable, AFileThatDoesntHoldTogetherHasNoSymbols) {
   const basalt::test::ScratchDirectory temp;
   const std::string program = basalt::test::fileBytes(programPath());
   ASSERT_GT(program.size(), 4096U);
-  const std::string cases[] = {"",
-                               "\x7f"
-                               "ELF",
-                               program.substr(0, 64), program.substr(0, 4096),
+  const std::string cases[] = {"", "\177ELF", program.substr(0, 64), program.substr(0, 4096),
                                program.substr(0, program.size() / 2)};
   for (const std::string& bytes : cases) {
     temp.write("image", bytes);

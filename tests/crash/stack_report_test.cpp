@@ -3,6 +3,7 @@
 #include "basalt/crash/stack_report.h"
 #include "tests/support/scratch_directory.h"
 
+#include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
@@ -12,7 +13,7 @@ namespace {
 namespace plat = basalt::platform;
 using basalt::crash::writeStackReport;
 
-const std::string trailer = " \n_____________________________________________ \n"
+const char* const trailer = " \n_____________________________________________ \n"
                             "_____________________________________________\n\n\n\n\n";
 
 std::size_t countOf(const std::string& text, const std::string& part) {
@@ -89,7 +90,7 @@ TEST_F(StackReportTest, AContextWithNoStackGivesOneFrameAndTheTrailer) {
   EXPECT_EQ(text.find("Symbol:"), std::string::npos);
   EXPECT_EQ(text.find("Module:"), std::string::npos);
   EXPECT_EQ(text.find("\n    1 -- "), std::string::npos);
-  EXPECT_EQ(text.substr(text.size() - trailer.size()), trailer);
+  EXPECT_EQ(text.substr(text.size() - std::strlen(trailer)), trailer);
 }
 
 TEST_F(StackReportTest, AReportThatCantBeOpenedWritesNothing) {
