@@ -1,5 +1,6 @@
 // Real faults in a child process, with the trace switch on and off.
 
+#include "tests/crash/report_text.h"
 #include "tests/support/child_process.h"
 #include "tests/support/registry_sandbox.h"
 #include "tests/support/scratch_directory.h"
@@ -13,22 +14,13 @@
 namespace {
 
 using basalt::test::ChildResult;
+using basalt::test::countOf;
+using basalt::test::reportTrailer;
 
 const char* const caughtLine =
     "caught 0xC2011F00 StructuredException \"Structured Exception - stack will be traced\" 3\n";
 const char* const reportStart = "\n\n\n _____________________________________________\n\n"
                                 "            Start of Stack Dump\n";
-const char* const reportEnd = " \n_____________________________________________ \n"
-                              "_____________________________________________\n\n\n\n\n";
-
-std::size_t countOf(const std::string& text, const std::string& part) {
-  std::size_t count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-    ++count;
-  }
-  return count;
-}
-
 // The reports in the file, each from its opening line feeds to its trailer.
 std::vector<std::string> splitReports(const std::string& file) {
   std::vector<std::string> reports;
@@ -114,7 +106,7 @@ TEST_F(CrashReportTest, FaultsBecomeAnyErrorsAndAppendReportsThatNameTheFaulting
         countOf(text, "\nFrame FV IP"),
         static_cast<std::size_t>(std::distance(
             std::sregex_iterator(text.begin(), text.end(), frameLine), std::sregex_iterator())));
-    EXPECT_EQ(text.substr(text.size() - std::strlen(reportEnd)), reportEnd);
+    EXPECT_EQ(text.substr(text.size() - std::strlen(reportTrailer)), reportTrailer);
   }
 }
 

@@ -1,6 +1,7 @@
 // The report written in this process from contexts made on purpose.
 
 #include "basalt/crash/stack_report.h"
+#include "tests/crash/report_text.h"
 #include "tests/support/scratch_directory.h"
 
 #include <cstring>
@@ -10,19 +11,10 @@
 
 namespace {
 
+using basalt::test::countOf;
+using basalt::test::reportTrailer;
 namespace plat = basalt::platform;
 using basalt::crash::writeStackReport;
-
-const char* const trailer = " \n_____________________________________________ \n"
-                            "_____________________________________________\n\n\n\n\n";
-
-std::size_t countOf(const std::string& text, const std::string& part) {
-  std::size_t count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-    ++count;
-  }
-  return count;
-}
 
 // Reports the live frame of this function: the walk starts at its first instruction.
 __attribute__((noinline)) void reportFromHere(plat::CONTEXT& context) {
@@ -90,7 +82,7 @@ TEST_F(StackReportTest, AContextWithNoStackGivesOneFrameAndTheTrailer) {
   EXPECT_EQ(text.find("Symbol:"), std::string::npos);
   EXPECT_EQ(text.find("Module:"), std::string::npos);
   EXPECT_EQ(text.find("\n    1 -- "), std::string::npos);
-  EXPECT_EQ(text.substr(text.size() - std::strlen(trailer)), trailer);
+  EXPECT_EQ(text.substr(text.size() - std::strlen(reportTrailer)), reportTrailer);
 }
 
 TEST_F(StackReportTest, AReportThatCantBeOpenedWritesNothing) {
