@@ -9,6 +9,8 @@
 #include <execinfo.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <unistd.h>
 
@@ -31,10 +33,12 @@ __attribute__((noinline)) void reportAtBottom() {
   asm volatile("");
 }
 
+int backtraceFrames = 0;
+
 __attribute__((noinline)) void backtraceAtBottom(int fd) {
   void* frames[64];
-  const int count = backtrace(frames, 64);
-  backtrace_symbols_fd(frames, count, fd);
+  backtraceFrames = backtrace(frames, 64);
+  backtrace_symbols_fd(frames, backtraceFrames, fd);
   asm volatile("");
 }
 
@@ -68,15 +72,24 @@ private:
   std::string previous;
 };
 
-// The frames below main's: the benchmark's own callers count towards the 20.
+// The report's walk ends in the benchmark library, which has no frame pointers; the frames
+// of the stack both sides see are counted in "frames".
 void BasaltStackReport(benchmark::State& state) {
   const ScratchTemp temp;
   for (auto _ : state) {
-    descend(depth - 8, [] { reportAtBottom(); });
+    descend(depth - 3, [] { reportAtBottom(); });
   }
-  state.counters["bytes"] =
-      static_cast<double>(std::filesystem::file_size(temp.file("LowmarshTrace.log"))) /
-      static_cast<double>(state.iterations());
+  std::ifstream file(temp.file("LowmarshTrace.log"), std::ios::binary);
+  const std::string report((std::istreambuf_iterator<char>(file)),
+                           std::istreambuf_iterator<char>());
+  std::size_t frames = 0;
+  for (std::size_t at = report.find("\nFrame FV IP"); at != std::string::npos;
+       at = report.find("\nFrame FV IP", at + 1)) {
+    ++frames;
+  }
+  const auto iterations = static_cast<double>(state.iterations());
+  state.counters["bytes"] = static_cast<double>(report.size()) / iterations;
+  state.counters["frames"] = static_cast<double>(frames) / iterations;
 }
 BENCHMARK(BasaltStackReport);
 
@@ -84,12 +97,13 @@ void GlibcBacktraceSymbols(benchmark::State& state) {
   const ScratchTemp temp;
   const int fd = ::open(temp.file("backtrace.log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
   for (auto _ : state) {
-    descend(depth - 8, [fd] { backtraceAtBottom(fd); });
+    descend(depth - 3, [fd] { backtraceAtBottom(fd); });
   }
   ::close(fd);
   state.counters["bytes"] =
       static_cast<double>(std::filesystem::file_size(temp.file("backtrace.log"))) /
       static_cast<double>(state.iterations());
+  state.counters["frames"] = backtraceFrames;
 }
 BENCHMARK(GlibcBacktraceSymbols);
 
