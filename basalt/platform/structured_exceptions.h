@@ -8,10 +8,19 @@
 // unwinds out of the signal frame to the nearest matching catch.
 //
 // Code that may fault must be compiled so that its frames can be unwound from the faulting
-// instruction: with g++, -fnon-call-exceptions for every file that holds such code. clang
-// ignores that option; with it a fault only propagates out of a function the caller can't
-// prove non-throwing (one defined in another file, or one that calls such a function), and
-// a catch or cleanup in the faulting function itself doesn't run.
+// instruction. With g++ 12, -fnon-call-exceptions on every file that holds such code is
+// enough at any optimisation level: the faulting function's own destructors and catch
+// clauses run too. Without it, g++ ends the process through std::terminate when the fault
+// lies in a function it has proved not to throw. clang 14 accepts the option and ignores it:
+// a fault leaves a function only when its caller can't prove the function non-throwing (it
+// is defined in another file, or calls something that may throw); the faulting function's
+// own destructors and catch clauses never run; and a fault inside a noexcept function (one
+// of the C library's, say) ends the process through std::terminate.
+//
+// The translator runs on the faulting thread's own stack, so a stack overflow, which leaves
+// no room for it, ends the process with SIGSEGV untranslated. It may allocate and write
+// files, which no signal handler may safely do: a fault inside malloc or stdio while they
+// hold their lock can hang the thread instead.
 //
 // A thread without a translator, a signal that another process sent, and a fault that the
 // translator returns from all go on as if the handler weren't there: to the handler that was
