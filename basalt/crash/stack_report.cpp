@@ -10,7 +10,6 @@
 #include "basalt/system/registry_wrapper.h"
 #include "basalt/system/system_support.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -62,12 +61,9 @@ bool writeWide(const char* text) {
 }
 
 // A text cut to the line limit is written as far as it goes.
-__attribute__((format(printf, 1, 2))) bool writeFormatted(const char* format, ...) {
+template <class... Values> bool writeFormatted(const char* format, Values... values) {
   char line[lineLimit + 1];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
-  va_end(arguments);
+  std::snprintf(line, sizeof line, format, values...);
   return write(line);
 }
 
