@@ -63,8 +63,7 @@ bool writeWide(const char* text) {
 // A text cut to the line limit is written as far as it goes.
 template <class... Values> bool writeFormatted(const char* format, Values... values) {
   char line[lineLimit + 1];
-  std::snprintf(line, sizeof line, format, values...);
-  return write(line);
+  return std::snprintf(line, sizeof line, format, values...) >= 0 && write(line);
 }
 
 template <class Function> bool bind(Function& target, const char* name) {
