@@ -1,5 +1,6 @@
 #include "basalt/frame/library_entry.h"
 
+#include "basalt/crash/trace_translator.h"
 #include "basalt/frame/debug_trace.h"
 #include "basalt/frame/exit_list.h"
 #include "basalt/frame/static_objects.h"
@@ -38,7 +39,12 @@ platform::BOOL libraryEntryPoint(platform::HANDLE /*module*/, platform::DWORD re
   switch (reason) {
   case DLL_PROCESS_ATTACH:
     platform::setThreadNotice(onThreadNotice);
+    crash::installTraceTranslator();
     startLibrary();
+    break;
+  case DLL_THREAD_ATTACH:
+    // A translator holds for one thread only.
+    crash::installTraceTranslator();
     break;
   case DLL_PROCESS_DETACH:
     if (threadLibraryInit != nullptr) {
@@ -50,7 +56,7 @@ platform::BOOL libraryEntryPoint(platform::HANDLE /*module*/, platform::DWORD re
       }
     }
     break;
-  default: // thread attach and detach
+  default: // thread detach
     break;
   }
   return platform::TRUE;

@@ -1,6 +1,7 @@
 #include "basalt/platform/loaded_modules.h"
 
 #include "basalt/platform/code_pages.h"
+#include "basalt/platform/debug_help.h"
 #include "basalt/platform/elf_dependencies.h"
 #include "basalt/platform/locale.h"
 #include "basalt/platform/modules.h"
@@ -319,6 +320,10 @@ HMODULE load(LPCWSTR name, DWORD flags) {
     return fail(ERROR_INVALID_PARAMETER);
   }
   const std::string path = withDefaultExtension(toOsPath(name));
+  // Built in, so found by its bare name the way Windows finds its system libraries.
+  if (isDebugHelpLibraryName(path.c_str())) {
+    return debugHelpModule();
+  }
   ModuleTable& table = moduleTable();
   const std::lock_guard<std::recursive_mutex> lock(table.mutex);
   if (path.find('/') != std::string::npos) {
@@ -413,6 +418,13 @@ FARPROC GetProcAddress(HMODULE module, const char* name) {
   if (module == nullptr || module == program) {
     return findSymbol(program, name);
   }
+  if (module == debugHelpModule()) {
+    FARPROC address = debugHelpProcedure(name);
+    if (address == nullptr) {
+      SetLastError(ERROR_PROC_NOT_FOUND);
+    }
+    return address;
+  }
   const std::shared_ptr<const LoadedModule> loaded = findLoadedModule(module);
   if (loaded == nullptr) {
     // The loader's handle of an object it loaded at start serves no lookups: ask for the one
@@ -435,6 +447,10 @@ FARPROC GetProcAddress(HMODULE module, const char* name) {
 }
 
 BOOL FreeLibrary(HMODULE module) {
+  // Built in, it never goes.
+  if (module == debugHelpModule()) {
+    return TRUE;
+  }
   ModuleTable& table = moduleTable();
   // Declared before the lock, so that the module goes after the lock is released: its
   // destructors may call back into this table.

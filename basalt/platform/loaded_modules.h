@@ -11,6 +11,9 @@
 // dlopen's own search. A name with a separator is a path and is not searched for.
 // As on Windows, ".dll" is added to a last component without a dot, and a trailing dot
 // stands for no extension.
+//
+// "imagehlp.dll" is built in (debug_help.h): its bare name, in any case, gives the built-in
+// module whatever lies on disk, and FreeLibrary never unloads it.
 
 #include "basalt/platform/pe_image.h"
 #include "basalt/platform/win_types.h"

@@ -160,6 +160,17 @@ int fputws(LPCWSTR text, FILE* stream) {
                                                                                         : WIDE_EOF;
 }
 
+int fputs(const char* text, FILE* stream) {
+  if (text == nullptr || stream == nullptr) {
+    errno = EINVAL;
+    return EOF;
+  }
+  const std::size_t length = std::strlen(text);
+  const StreamLock lock(stream->file);
+  startWriting(stream);
+  return std::fwrite(text, 1, length, stream->file) == length ? 0 : EOF;
+}
+
 WCHAR fgetwc(FILE* stream) {
   if (stream == nullptr) {
     errno = EINVAL;

@@ -32,6 +32,9 @@ int fflush(FILE* stream);
 // WIDE_EOF on failure.
 int fputws(LPCWSTR text, FILE* stream);
 
+// Writes the bytes up to the NUL as they are: narrow text is taken to be UTF-8 already. 0 on
+// success, EOF on failure.
+int fputs(const char* text, FILE* stream);
 // The next unit of the file, or WIDE_EOF.
 WCHAR fgetwc(FILE* stream);
 

@@ -1,0 +1,161 @@
+#ifndef BASALT_PLATFORM_DEBUG_HELP_H
+#define BASALT_PLATFORM_DEBUG_HELP_H
+
+// The debug help library "imagehlp.dll", built in: LoadLibraryW(L"imagehlp.dll") gives its
+// handle and GetProcAddress its 13 functions by their Windows names. Addresses are 64 bits
+// wide.
+//
+// Modules are the ELF objects the dynamic loader has mapped (dl_iterate_phdr); a module's
+// base is its lowest mapped address and its name the file name up to ".so" or the last dot.
+// Symbols are those of the file's full symbol table (.symtab), or of its dynamic symbol
+// table when it was stripped, found with dladdr for a module without a file. C++ names come
+// decorated; UnDecorateSymbolName demangles them.
+//
+// StackWalk follows the frame pointer chain: each frame's saved frame pointer and return
+// address lie at [Rbp] and [Rbp + 8]. Code compiled without frame pointers (g++ and clang
+// from -O1 on, unless -fno-omit-frame-pointer) hides its caller: the walk skips a frame or
+// ends early, never faults. The first frame takes its return address from [Rsp] instead when
+// it has no frame yet: when it starts where there is no code (a call through a null function
+// pointer), or when [Rsp] follows a direct call of the code it is in (a leaf function, which
+// g++ builds without a frame even with -fno-omit-frame-pointer).
+//
+// Symbol handling is process-wide, between SymInitialize and SymCleanup, and serialised. A
+// file's symbol table is read once and kept for the process; a file that changes on disk
+// is read again.
+
+#include "basalt/platform/structured_exceptions.h"
+#include "basalt/platform/win_types.h"
+
+#include <cstddef>
+
+namespace basalt::platform {
+
+constexpr DWORD IMAGE_FILE_MACHINE_AMD64 = 0x8664;
+constexpr DWORD ERROR_INVALID_ADDRESS = 487;
+
+constexpr DWORD SYMOPT_UNDNAME = 0x2;
+constexpr DWORD SYMOPT_DEFERRED_LOADS = 0x4;
+
+constexpr DWORD UNDNAME_COMPLETE = 0x0;
+constexpr DWORD UNDNAME_NAME_ONLY = 0x1000;
+
+enum ADDRESS_MODE { AddrMode1616, AddrMode1632, AddrModeReal, AddrModeFlat };
+
+struct ADDRESS {
+  DWORD64 Offset;
+  WORD Segment;
+  ADDRESS_MODE Mode;
+};
+
+// Reserved is StackWalk's own between calls: zero the frame before the first.
+struct STACKFRAME {
+  ADDRESS AddrPC;
+  ADDRESS AddrReturn;
+  ADDRESS AddrFrame;
+  ADDRESS AddrStack;
+  void* FuncTableEntry;
+  DWORD64 Params[4];
+  BOOL Far;
+  BOOL Virtual;
+  DWORD64 Reserved[3];
+};
+
+// Name holds up to MaxNameLength characters and a NUL; the caller's block must have room.
+struct IMAGEHLP_SYMBOL {
+  DWORD SizeOfStruct;
+  DWORD64 Address;
+  DWORD Size;
+  DWORD Flags;
+  DWORD MaxNameLength;
+  char Name[1];
+};
+
+// 1 "COFF": the file's full symbol table; 4 "exported": only its dynamic symbols; 0: none.
+enum SYM_TYPE { SymNone, SymCoff, SymCv, SymPdb, SymExport, SymDeferred, SymSym };
+
+// TimeDateStamp is the file's modification time, in seconds since 1970.
+struct IMAGEHLP_MODULE {
+  DWORD SizeOfStruct;
+  DWORD64 BaseOfImage;
+  DWORD ImageSize;
+  DWORD TimeDateStamp;
+  DWORD CheckSum;
+  DWORD NumSyms;
+  SYM_TYPE SymType;
+  char ModuleName[32];
+  char ImageName[256];
+  char LoadedImageName[256];
+};
+
+// FileHeader and Sections point into the view when the file is a PE image; both are null for
+// any other file.
+struct LOADED_IMAGE {
+  char* ModuleName;
+  HANDLE hFile;
+  unsigned char* MappedAddress;
+  unsigned char* FileHeader;
+  unsigned char* LastRvaSection;
+  ULONG NumberOfSections;
+  unsigned char* Sections;
+  ULONG Characteristics;
+  BOOL fSystemImage;
+  BOOL fDOSImage;
+  BOOL fReadOnly;
+  DWORD SizeOfImage;
+};
+
+using PREAD_PROCESS_MEMORY_ROUTINE = BOOL (*)(HANDLE process, DWORD64 address, void* buffer,
+                                              DWORD size, DWORD* bytesRead);
+using PFUNCTION_TABLE_ACCESS_ROUTINE = void* (*)(HANDLE process, DWORD64 address);
+using PGET_MODULE_BASE_ROUTINE = DWORD64 (*)(HANDLE process, DWORD64 address);
+using PTRANSLATE_ADDRESS_ROUTINE = DWORD64 (*)(HANDLE process, HANDLE thread, ADDRESS* address);
+using PSYM_ENUMMODULES_CALLBACK = BOOL (*)(const char* moduleName, DWORD64 baseOfDll,
+                                           void* userContext);
+
+// Pseudo handles of the calling process and thread, as Windows gives them.
+HANDLE GetCurrentProcess();
+HANDLE GetCurrentThread();
+
+// One step of the walk: the first call describes the frame of context's Rip, each later call
+// its caller. FALSE at the end of the chain, for a machine other than
+// IMAGE_FILE_MACHINE_AMD64 and for a frame not in AddrModeFlat. A null memory routine reads
+// this process's memory without faulting. translateAddress, for 16-bit modes, is not called.
+BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE thread, STACKFRAME* frame, void* context,
+               PREAD_PROCESS_MEMORY_ROUTINE readMemory,
+               PFUNCTION_TABLE_ACCESS_ROUTINE functionTableAccess,
+               PGET_MODULE_BASE_ROUTINE getModuleBase, PTRANSLATE_ADDRESS_ROUTINE translateAddress);
+
+// The unwind table (PT_GNU_EH_FRAME) of the module that holds address; null when none.
+void* SymFunctionTableAccess(HANDLE process, DWORD64 address);
+// The base of the module that holds address; 0 when none.
+DWORD64 SymGetModuleBase(HANDLE process, DWORD64 address);
+BOOL SymGetModuleInfo(HANDLE process, DWORD64 address, IMAGEHLP_MODULE* module);
+DWORD SymGetOptions();
+DWORD SymSetOptions(DWORD options);
+// FALSE with ERROR_INVALID_ADDRESS when no symbol holds address.
+BOOL SymGetSymFromAddr(HANDLE process, DWORD64 address, DWORD64* displacement,
+                       IMAGEHLP_SYMBOL* symbol);
+// searchPath: directories separated by ';' (or ':', as in PATH) in which a module's file is looked
+// for by name when it is gone from where it was loaded. With invadeProcess the modules are listed
+// now; without SYMOPT_DEFERRED_LOADS their symbols are read now too.
+BOOL SymInitialize(HANDLE process, const char* searchPath, BOOL invadeProcess);
+BOOL SymCleanup(HANDLE process);
+BOOL SymEnumerateModules(HANDLE process, PSYM_ENUMMODULES_CALLBACK callback, void* userContext);
+// The demangled name, cut to outputSize - 1 characters; UNDNAME_NAME_ONLY leaves out the
+// parameter list and what follows it. A name that isn't mangled is copied. Returns the
+// length written, 0 on failure.
+DWORD UnDecorateSymbolName(const char* name, char* output, DWORD outputSize, DWORD flags);
+// Maps imageName (looked for in dllPath's directories when it has no separator)
+// read-only. dotDll adds ".dll" to a name without an extension.
+BOOL MapAndLoad(const char* imageName, const char* dllPath, LOADED_IMAGE* image, BOOL dotDll,
+                BOOL readOnly);
+BOOL UnMapAndLoad(LOADED_IMAGE* image);
+
+// The built-in module's handle and its functions by name, for the module loader.
+HMODULE debugHelpModule();
+bool isDebugHelpLibraryName(const char* osName);
+FARPROC debugHelpProcedure(const char* name);
+
+} // namespace basalt::platform
+
+#endif

@@ -1,0 +1,104 @@
+// A process that faults on purpose: the tests run it with the trace switch on or off and read
+// what it prints and the report it leaves. Built with -fnon-call-exceptions, as clients that
+// want faults translated are.
+//
+//   crash_probe <fault> <where> [times]
+//
+// fault: null-write, divide, illegal, null-call, raise. where: main (the loading thread),
+// attached (a new thread that runs the entry point's thread attach), plain (a new thread that
+// doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught.
+
+#include "basalt/errors/any_error.h"
+#include "basalt/frame/library_entry.h"
+#include "basalt/text/kelp_string.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+
+namespace probe {
+
+// Sanitizers would report these faults themselves before the processor raises them.
+#define PROBE_FAULT __attribute__((noinline, no_sanitize("address", "undefined")))
+
+PROBE_FAULT void writeThroughNull(volatile int* target) {
+  *target = 1; // NOLINT(clang-analyzer-core.NullDereference): the fault is the point
+}
+
+PROBE_FAULT int divideByZero(volatile int divisor) {
+  return 7 / divisor; // NOLINT(clang-analyzer-core.DivideZero): the fault is the point
+}
+
+// Not __builtin_trap: the compiler would take the call for one that never returns and move
+// it out of its caller.
+PROBE_FAULT void executeIllegalInstruction() {
+  asm volatile("ud2");
+}
+
+PROBE_FAULT void callThroughNull(void (*volatile function)()) {
+  function(); // NOLINT(clang-analyzer-core.CallAndMessage): the fault is the point
+  asm volatile("");
+}
+
+PROBE_FAULT void raiseSignal() {
+  std::raise(SIGSEGV);
+}
+
+// Two frames between the catch and the fault, kept from being folded away.
+__attribute__((noinline)) void faultBelow(const std::string& kind) {
+  if (kind == "null-write") {
+    writeThroughNull(nullptr);
+  } else if (kind == "divide") {
+    std::printf("quotient %d\n", divideByZero(0));
+  } else if (kind == "illegal") {
+    executeIllegalInstruction();
+  } else if (kind == "null-call") {
+    callThroughNull(nullptr);
+  } else if (kind == "raise") {
+    raiseSignal();
+  }
+  asm volatile("");
+}
+
+__attribute__((noinline)) void faultTwice(const std::string& kind, int times) {
+  for (int round = 0; round < times; ++round) {
+    try {
+      faultBelow(kind);
+      std::printf("no fault\n");
+    } catch (TRELL_o::AnyError& error) {
+      std::string module;
+      std::string text;
+      error.module().fillString(module);
+      error.getText(nullptr).fillString(text);
+      std::printf("caught 0x%X %s \"%s\" %d\n", error.code(), module.c_str(), text.c_str(),
+                  static_cast<int>(error.level()));
+    }
+    std::fflush(stdout);
+  }
+}
+
+} // namespace probe
+
+int main(int argc, char** argv) {
+  if (argc < 3) {
+    std::fprintf(stderr, "usage: crash_probe <fault> <where> [times]\n");
+    return 2;
+  }
+  const std::string kind = argv[1];
+  const std::string where = argv[2];
+  const int times = argc > 3 ? std::atoi(argv[3]) : 1;
+  if (where == "main") {
+    probe::faultTwice(kind, times);
+  } else {
+    std::thread([&] {
+      if (where == "attached") {
+        basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_THREAD_ATTACH, nullptr);
+      }
+      probe::faultTwice(kind, times);
+    }).join();
+  }
+  return 0;
+}

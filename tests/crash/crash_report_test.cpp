@@ -1,0 +1,173 @@
+// Real faults in a child process, with the trace switch on and off.
+
+#include "tests/crash/report_text.h"
+#include "tests/support/child_process.h"
+#include "tests/support/registry_sandbox.h"
+#include "tests/support/scratch_directory.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace {
+
+using basalt::test::ChildResult;
+using basalt::test::countOf;
+using basalt::test::reportTrailer;
+
+const char* const caughtLine =
+    "caught 0xC2011F00 StructuredException \"Structured Exception - stack will be traced\" 3\n";
+const char* const reportStart = "\n\n\n _____________________________________________\n\n"
+                                "            Start of Stack Dump\n";
+// The reports in the file, each from its opening line feeds to its trailer.
+std::vector<std::string> splitReports(const std::string& file) {
+  std::vector<std::string> reports;
+  for (std::size_t at = file.find(reportStart); at != std::string::npos;) {
+    const std::size_t next = file.find(reportStart, at + 1);
+    reports.push_back(file.substr(at, next == std::string::npos ? next : next - at));
+    at = next;
+  }
+  return reports;
+}
+
+class CrashReportTest : public ::testing::Test {
+protected:
+  void setDoTrace(const std::string& value) {
+    registry.write("trace.reg", "Windows Registry Editor Version 5.00\n\n"
+                                "[HKEY_LOCAL_MACHINE\\Software\\Corvane Holdings\\10.0\\TRELL(o)\\"
+                                "Trace]\n\"DoTrace\"=" +
+                                    value + "\n");
+    registry.useSources("trace.reg");
+  }
+
+  // The sanitizers' own fault handlers would end a child that our handler passes a fault on to
+  // before the signal could; they stand aside here so that every build sees the plain death.
+  ChildResult probe(const std::string& fault, const std::string& where,
+                    const std::string& times = "1") const {
+    return basalt::test::runChild(
+        {CRASH_PROBE, fault, where, times},
+        {"TMPDIR=" + temp.path().string(),
+         "ASAN_OPTIONS=handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0"});
+  }
+
+  std::string report() const { return temp.read("LowmarshTrace.log"); }
+
+  basalt::testing::RegistrySandbox registry;
+  basalt::test::ScratchDirectory temp;
+};
+
+TEST_F(CrashReportTest, FaultsBecomeAnyErrorsAndAppendReportsThatNameTheFaultingFunction) {
+  setDoTrace("dword:00000001");
+  const std::vector<std::pair<std::string, std::string>> faults = {
+      {"null-write", "writeThroughNull(int volatile*)"},
+      {"divide", "divideByZero(int)"},
+      {"illegal", "executeIllegalInstruction()"}};
+  for (const auto& [fault, declaration] : faults) {
+    const ChildResult result = probe(fault, "main");
+    EXPECT_EQ(result.exitCode, 0) << fault << ": " << result.output;
+    EXPECT_EQ(result.output, caughtLine) << fault;
+  }
+
+  const std::vector<std::string> reports = splitReports(report());
+  ASSERT_EQ(reports.size(), faults.size()) << report();
+  const std::regex header(" _{45}\n\n {12}Start of Stack Dump\n _{45}\nTime: "
+                          "\\w{3} \\w{3} [ \\d]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}\n\n"
+                          "\nEnumerating Modules loaded for Stacktracing: \n"
+                          "0x[0-9A-F]{16} crash_probe\n(0x[0-9A-F]{16} [^ \n]+\n)+"
+                          "\nStackwalk output\t\t: Frame = frame number\n");
+  for (std::size_t index = 0; index < reports.size(); ++index) {
+    const std::string& text = reports[index];
+    const std::string& declaration = faults[index].second;
+    const std::string name = "probe::" + declaration.substr(0, declaration.find('('));
+    SCOPED_TRACE(faults[index].first + "\n" + text);
+    EXPECT_TRUE(std::regex_search(text, header));
+    EXPECT_NE(text.find("\t\t\t\t: Stack = stack pointer\n\n\nNote: a simple type-checking"),
+              std::string::npos);
+    // All frames down to main lie in the probe: one module block for them.
+    EXPECT_EQ(countOf(text, "              Module:  crash_probe["), 1U);
+    EXPECT_NE(text.find("         Symbol type:  COFF\n"), std::string::npos);
+    // Frame 0 is the faulting function, then its callers in order.
+    const std::size_t frame0 = text.find("\n    0 -- 0x");
+    const std::size_t faulting = text.find("       Symbol:  " + name + "  +");
+    const std::size_t caller = text.find("       Symbol:  probe::faultBelow  +");
+    const std::size_t outer = text.find("       Symbol:  probe::faultTwice  +");
+    ASSERT_NE(frame0, std::string::npos);
+    EXPECT_LT(frame0, faulting);
+    EXPECT_LT(faulting, text.find("\n    1 -- 0x"));
+    EXPECT_LT(faulting, caller);
+    EXPECT_LT(caller, outer);
+    EXPECT_NE(text.find("  Declaration:  probe::" + declaration + "\n"), std::string::npos);
+    EXPECT_NE(text.find("    Decorated:  _ZN5probe"), std::string::npos);
+    // The heading repeats for every frame.
+    const std::regex frameLine("\n {0,4}\\d+ -- 0x");
+    EXPECT_EQ(
+        countOf(text, "\nFrame FV IP"),
+        static_cast<std::size_t>(std::distance(
+            std::sregex_iterator(text.begin(), text.end(), frameLine), std::sregex_iterator())));
+    EXPECT_EQ(text.substr(text.size() - std::strlen(reportTrailer)), reportTrailer);
+  }
+}
+
+TEST_F(CrashReportTest, WithoutTheSwitchTheProcessDiesOfTheFault) {
+  for (const std::string value : {"", "dword:00000000", "\"1\""}) {
+    if (value.empty()) {
+      registry.useSources("");
+    } else {
+      setDoTrace(value);
+    }
+    for (const std::string fault : {"null-write", "divide", "illegal"}) {
+      const ChildResult result = probe(fault, "main");
+      EXPECT_EQ(result.exitCode, -1) << value << " " << fault << ": " << result.output;
+      EXPECT_EQ(result.output.find("caught"), std::string::npos) << result.output;
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists(temp.path() / "LowmarshTrace.log"));
+}
+
+TEST_F(CrashReportTest, OnlyThreadsThatRanTheThreadAttachAreTranslated) {
+  setDoTrace("dword:00000001");
+  const ChildResult attached = probe("null-write", "attached");
+  EXPECT_EQ(attached.exitCode, 0) << attached.output;
+  EXPECT_EQ(attached.output, caughtLine);
+  EXPECT_NE(report().find("       Symbol:  probe::writeThroughNull  +"), std::string::npos);
+
+  const ChildResult plain = probe("null-write", "plain");
+  EXPECT_EQ(plain.exitCode, -1) << plain.output;
+  EXPECT_EQ(splitReports(report()).size(), 1U);
+}
+
+TEST_F(CrashReportTest, ALaterFaultOnTheSameThreadIsTranslatedAgain) {
+  setDoTrace("dword:00000001");
+  const ChildResult result = probe("divide", "attached", "3");
+  EXPECT_EQ(result.exitCode, 0) << result.output;
+  EXPECT_EQ(result.output, std::string(caughtLine) + caughtLine + caughtLine);
+  EXPECT_GE(splitReports(report()).size(), 1U);
+}
+
+TEST_F(CrashReportTest, ACallThroughANullPointerIsCaughtAndItsFrameHasNoSymbol) {
+  setDoTrace("dword:00000001");
+  const ChildResult result = probe("null-call", "main");
+  EXPECT_EQ(result.exitCode, 0) << result.output;
+  EXPECT_EQ(result.output, caughtLine);
+  const std::string text = report();
+  const std::size_t zero = text.find("\n    0 -- 0x0000000000000000 0x");
+  const std::size_t none = text.find(" -No symbols retrieved- \n");
+  const std::size_t caller = text.find("\n    1 -- 0x");
+  const std::size_t callerName = text.find("       Symbol:  probe::callThroughNull  +");
+  ASSERT_NE(zero, std::string::npos) << text;
+  EXPECT_LT(zero, none);
+  EXPECT_LT(none, caller);
+  EXPECT_LT(caller, callerName);
+}
+
+TEST_F(CrashReportTest, ASignalSentRatherThanRaisedByAnInstructionIsNotTranslated) {
+  setDoTrace("dword:00000001");
+  const ChildResult result = probe("raise", "main");
+  EXPECT_EQ(result.exitCode, -1) << result.output;
+  EXPECT_EQ(result.output.find("caught"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(temp.path() / "LowmarshTrace.log"));
+}
+
+} // namespace

@@ -1,0 +1,109 @@
+// The report written in this process from contexts made on purpose.
+
+#include "basalt/crash/stack_report.h"
+#include "tests/crash/report_text.h"
+#include "tests/support/scratch_directory.h"
+
+#include <cstring>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+using basalt::test::countOf;
+using basalt::test::reportTrailer;
+namespace plat = basalt::platform;
+using basalt::crash::writeStackReport;
+
+// Reports the live frame of this function: the walk starts at its first instruction.
+__attribute__((noinline)) void reportFromHere(plat::CONTEXT& context) {
+  context.Rip = reinterpret_cast<plat::DWORD64>(&reportFromHere);
+  context.Rbp = reinterpret_cast<plat::DWORD64>(__builtin_frame_address(0));
+  context.Rsp = context.Rbp;
+  writeStackReport(&context);
+  asm volatile("");
+}
+
+__attribute__((noinline)) void reportFromCaller(plat::CONTEXT& context) {
+  reportFromHere(context);
+  asm volatile("");
+}
+
+// A report is skipped for the context of the last one, so each test has static contexts of
+// its own, whose addresses no other object can share.
+class StackReportTest : public ::testing::Test {
+protected:
+  std::string report() const { return temp.read("LowmarshTrace.log"); }
+
+  basalt::test::ScratchDirectory temp;
+  basalt::test::EnvironmentVariable tmpdir{"TMPDIR", temp.path().c_str()};
+};
+
+TEST_F(StackReportTest, ReportsAppendAndTheSameContextIsReportedOnce) {
+  static plat::CONTEXT first{};
+  static plat::CONTEXT second{};
+  reportFromCaller(first);
+  reportFromCaller(first);
+  EXPECT_EQ(countOf(report(), "Start of Stack Dump"), 1U);
+  reportFromCaller(second);
+  const std::string text = report();
+  ASSERT_EQ(countOf(text, "Start of Stack Dump"), 2U) << text;
+
+  // The second report starts right after the first one's trailer, with its own rule.
+  EXPECT_NE(text.find("_____________________________________________\n\n\n\n\n\n\n\n "
+                      "_____________________________________________\n\n            Start"),
+            std::string::npos);
+  EXPECT_EQ(countOf(text, "\n       Symbol:  (anonymous namespace)::reportFromHere  +0 bytes"), 2U);
+  const std::size_t callee = text.find("::reportFromHere  +0 bytes");
+  const std::size_t caller =
+      text.find("       Symbol:  (anonymous namespace)::reportFromCaller  +");
+  EXPECT_LT(callee, caller);
+  EXPECT_NE(text.find("  Declaration:  (anonymous namespace)::reportFromHere("
+                      "basalt::platform::CONTEXT&)\n"),
+            std::string::npos);
+}
+
+TEST_F(StackReportTest, AContextWithNoStackGivesOneFrameAndTheTrailer) {
+  static plat::CONTEXT context{};
+  context.Rip = 1;
+  context.Rbp = 8;
+  context.Rsp = 8;
+  writeStackReport(&context);
+  const std::string text = report();
+  EXPECT_EQ(countOf(text, "Start of Stack Dump"), 1U) << text;
+  EXPECT_NE(text.find("\nThis should only be used as a guide.\n SymGetModuleInfo failed: "),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("\n    0 -- 0x0000000000000001 0x0000000000000000 0x0000000000000008 "
+                      "0x0000000000000008 "),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(text.find("Symbol:"), std::string::npos);
+  EXPECT_EQ(text.find("Module:"), std::string::npos);
+  EXPECT_EQ(text.find("\n    1 -- "), std::string::npos);
+  EXPECT_EQ(text.substr(text.size() - std::strlen(reportTrailer)), reportTrailer);
+}
+
+TEST_F(StackReportTest, AReportThatCantBeOpenedWritesNothing) {
+  std::filesystem::create_directory(temp.path() / "LowmarshTrace.log");
+  static plat::CONTEXT context{};
+  reportFromCaller(context);
+  EXPECT_TRUE(std::filesystem::is_empty(temp.path() / "LowmarshTrace.log"));
+}
+
+TEST(SymbolTypeName, NamesTheKnownTypesAndNumbersTheRest) {
+  const char* const names[] = {"None", "COFF", "CV", "PDB", "exported", "deferred", "SYM "};
+  for (int value = 0; value < 7; ++value) {
+    KELPString text;
+    basalt::crash::symbolTypeName(static_cast<plat::SYM_TYPE>(value), text);
+    EXPECT_EQ(text, KELPString(names[value]));
+  }
+  KELPString text;
+  basalt::crash::symbolTypeName(static_cast<plat::SYM_TYPE>(9), text);
+  EXPECT_EQ(text, KELPString(" 9"));
+  basalt::crash::symbolTypeName(static_cast<plat::SYM_TYPE>(12345), text);
+  EXPECT_EQ(text, KELPString(" 123"));
+}
+
+} // namespace
