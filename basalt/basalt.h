@@ -3,7 +3,14 @@
 
 // The whole exported interface of basalt.
 
+#include "basalt/concurrency/cond_args.h"
+#include "basalt/concurrency/flag.h"
+#include "basalt/concurrency/marlow_thread_library.h"
+#include "basalt/concurrency/marlow_verbose_synchronized.h"
+#include "basalt/concurrency/pavane_condition.h"
 #include "basalt/concurrency/pavane_mutex.h"
+#include "basalt/concurrency/pavane_thread.h"
+#include "basalt/concurrency/read_write_lock.h"
 #include "basalt/concurrency/thread_registry.h"
 #include "basalt/errors/any_error.h"
 #include "basalt/errors/base_error.h"
@@ -11,6 +18,7 @@
 #include "basalt/logging/core_log.h"
 #include "basalt/platform/automation_strings.h"
 #include "basalt/platform/guid.h"
+#include "basalt/platform/jtc_exceptions.h"
 #include "basalt/platform/registry_types.h"
 #include "basalt/platform/variant.h"
 #include "basalt/system/file.h"

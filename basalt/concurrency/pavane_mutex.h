@@ -13,6 +13,9 @@ class JTCFastRecursiveMutex;
 class JTCFastMonitor;
 } // namespace platform
 
+class MarlowMonitor;
+class MarlowRecursiveMutex;
+
 // A re-entrant mutex: the thread that holds it may take it again, and other threads get it
 // only after as many releases as acquisitions.
 class BASALT_API PavaneMutex {
@@ -28,10 +31,23 @@ private:
   platform::CRITICAL_SECTION section;
 };
 
-// Holds one lock for the length of a scope and releases it by kind, also when an exception
-// leaves the scope. Only the pointer that `kind` names is set.
-class BASALT_API PavaneSynchronized {
+// The same mutex under the name that the library's clients use.
+class BASALT_API MarlowMutex {
 public:
+  MarlowMutex();
+  ~MarlowMutex();
+  MarlowMutex(const MarlowMutex&) = delete;
+  MarlowMutex& operator=(const MarlowMutex&) = delete;
+
+  platform::CRITICAL_SECTION* criticalSection() { return &section; }
+
+private:
+  platform::CRITICAL_SECTION section;
+};
+
+// What a scope guard holds: one lock, released by kind. Only the pointer that kind names is
+// set.
+struct HeldLock {
   enum Kind {
     KindMonitor = 0,
     KindMutex = 1,
@@ -40,12 +56,8 @@ public:
     KindFastMonitor = 4
   };
 
-  explicit PavaneSynchronized(PavaneMutex& lock);
-  ~PavaneSynchronized();
-  PavaneSynchronized(const PavaneSynchronized&) = delete;
-  PavaneSynchronized& operator=(const PavaneSynchronized&) = delete;
+  void release();
 
-private:
   platform::JTCMonitor* monitor = nullptr;
   platform::CRITICAL_SECTION* mutex = nullptr;
   platform::JTCRecursiveMutex* recursiveMutex = nullptr;
@@ -54,9 +66,36 @@ private:
   int kind;
 };
 
-// The clients' names for the same two things.
-using MarlowMutex = PavaneMutex;
-using MarlowSynchronized = PavaneSynchronized;
+// Holds a PavaneMutex for the length of a scope, also when an exception leaves the scope.
+class BASALT_API PavaneSynchronized {
+public:
+  explicit PavaneSynchronized(PavaneMutex& lock);
+  ~PavaneSynchronized();
+  PavaneSynchronized(const PavaneSynchronized&) = delete;
+  PavaneSynchronized& operator=(const PavaneSynchronized&) = delete;
+
+private:
+  friend class PavaneCondition;
+  // The monitor's lock of a condition.
+  explicit PavaneSynchronized(platform::JTCMonitor& monitor);
+
+  HeldLock held;
+};
+
+// The clients' scope guard: over a MarlowMutex, or over the thread library's recursive mutex
+// or monitor.
+class BASALT_API MarlowSynchronized {
+public:
+  explicit MarlowSynchronized(MarlowMutex& lock);
+  explicit MarlowSynchronized(MarlowRecursiveMutex& lock);
+  explicit MarlowSynchronized(MarlowMonitor& monitor);
+  ~MarlowSynchronized();
+  MarlowSynchronized(const MarlowSynchronized&) = delete;
+  MarlowSynchronized& operator=(const MarlowSynchronized&) = delete;
+
+private:
+  HeldLock held;
+};
 
 } // namespace basalt
 

@@ -3,6 +3,7 @@
 #include "basalt/frame/debug_trace.h"
 #include "basalt/frame/exit_list.h"
 #include "basalt/frame/static_objects.h"
+#include "basalt/platform/jtc_thread.h"
 #include "basalt/platform/orb.h"
 
 #include <exception>
@@ -23,10 +24,20 @@ void startLibrary() {
   libraryLog = getLogObject();
 }
 
+namespace {
+
+// Linux tells a shared library nothing of new threads; the thread library tells us of its own.
+void onThreadNotice(bool attached) {
+  libraryEntryPoint(nullptr, attached ? DLL_THREAD_ATTACH : DLL_THREAD_DETACH, nullptr);
+}
+
+} // namespace
+
 platform::BOOL libraryEntryPoint(platform::HANDLE /*module*/, platform::DWORD reason,
                                  void* /*reserved*/) {
   switch (reason) {
   case DLL_PROCESS_ATTACH:
+    platform::setThreadNotice(onThreadNotice);
     startLibrary();
     break;
   case DLL_PROCESS_DETACH:

@@ -1,8 +1,19 @@
 #include "basalt/frame/library_entry.h"
+#include "basalt/platform/jtc_exceptions.h"
+#include "basalt/platform/jtc_monitor.h"
+#include "basalt/platform/jtc_mutex.h"
+#include "basalt/platform/jtc_thread.h"
 #include "basalt/platform/orb.h"
+#include "basalt/platform/thread_interruption.h"
 #include "basalt/platform/thread_library.h"
+#include "basalt/platform/thread_state.h"
 
+#include <atomic>
+#include <cerrno>
+#include <future>
 #include <gtest/gtest.h>
+#include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -21,20 +32,330 @@ template <class Work> void onThreads(int count, Work work) {
   }
 }
 
+// Spins until the condition holds; the thread library's state is what is waited for.
+template <class Condition> void awaitState(Condition condition) {
+  while (!condition()) {
+    std::this_thread::yield();
+  }
+}
+
 TEST(JTCInitialize, FirstObjectStartsAndLastEndsFromAnyThread) {
   // This executable's own process attach holds the library; give it back for the test.
   basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_DETACH, nullptr);
   ASSERT_FALSE(plat::JTCInitialize::initialized());
+  EXPECT_FALSE(plat::JTCInitialize::getTermGroup());
   {
     plat::JTCInitialize outer;
     onThreads(4, [] {
       for (int i = 0; i < 2000; ++i) {
         plat::JTCInitialize inner;
+        const plat::JTCInitialize copy(inner); // shares the hold
       }
     });
     EXPECT_TRUE(plat::JTCInitialize::initialized());
+    EXPECT_EQ(plat::JTCInitialize::getTermGroup()->getName(), "term");
+    EXPECT_EQ(plat::JTCInitialize::getTermGroup(), plat::JTCInitialize::getTermGroup());
   }
   EXPECT_FALSE(plat::JTCInitialize::initialized());
+  basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_ATTACH, nullptr);
+  EXPECT_TRUE(plat::JTCInitialize::initialized());
+}
+
+std::atomic<int> countedAlive{0};
+struct Counted : plat::JTCRefCount {
+  Counted() { ++countedAlive; }
+  Counted(const Counted&) = delete;
+  Counted& operator=(const Counted&) = delete;
+  ~Counted() override { --countedAlive; }
+};
+
+TEST(JTCHandleT, LastHandleDeletesOnceWhateverThreadLetsGo) {
+  {
+    plat::JTCHandleT<Counted> first(new Counted);
+    plat::JTCHandleT<Counted> empty;
+    EXPECT_FALSE(empty);
+    EXPECT_EQ(first->refCount(), 1);
+    first = first.get(); // the same pointer: nothing changes
+    const plat::JTCHandleT<Counted>& same = first;
+    first = same;
+    EXPECT_EQ(first->refCount(), 1);
+    const plat::JTCHandleT<plat::JTCRefCount> base(first);
+    EXPECT_EQ(first->refCount(), 2);
+    empty = first;
+    empty = nullptr;
+    EXPECT_EQ(first->refCount(), 2);
+  }
+  EXPECT_EQ(countedAlive.load(), 0);
+
+  // Copies made and dropped on many threads at once: a lost count shows as a leak or a
+  // double delete under the sanitizers.
+  for (int round = 0; round < 20; ++round) {
+    plat::JTCHandleT<Counted> shared(new Counted);
+    onThreads(4, [copy = shared] {
+      for (int i = 0; i < 500; ++i) {
+        plat::JTCHandleT<Counted> local(copy);
+        plat::JTCHandleT<Counted> other;
+        other = local;
+      }
+    });
+    EXPECT_EQ(shared->refCount(), 1);
+  }
+  EXPECT_EQ(countedAlive.load(), 0);
+}
+
+// A thread that runs until it is let go, and tells when its object is destroyed.
+class GatedThread : public plat::JTCThread {
+public:
+  GatedThread(plat::JTCHandleT<plat::JTCThreadGroup> group, std::shared_future<void> gate,
+              std::promise<void>* destroyed)
+      : JTCThread(group, "gated-thread-with-a-long-name"), gate(std::move(gate)),
+        destroyed(destroyed) {}
+  GatedThread(const GatedThread&) = delete;
+  GatedThread& operator=(const GatedThread&) = delete;
+  ~GatedThread() override {
+    if (destroyed != nullptr) {
+      destroyed->set_value();
+    }
+  }
+
+  void run() override {
+    seenAsCurrent = currentThread() == this;
+    char name[16] = {};
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    systemName = name;
+    gate.wait();
+  }
+
+  bool seenAsCurrent = false;
+  std::string systemName;
+
+private:
+  std::shared_future<void> gate;
+  std::promise<void>* destroyed;
+};
+
+TEST(JTCThread, StartedThreadKeepsItsObjectUntilRunReturns) {
+  std::promise<void> open;
+  std::promise<void> destroyed;
+  std::future<void> gone = destroyed.get_future();
+  auto group = plat::JTCInitialize::getTermGroup();
+  {
+    plat::JTCHandleT<GatedThread> thread(
+        new GatedThread(group, open.get_future().share(), &destroyed));
+    thread->start();
+    EXPECT_TRUE(thread->isAlive());
+    EXPECT_THROW(thread->start(), plat::JTCIllegalThreadStateException);
+  }
+  // The last outside handle is gone; the thread still holds its object.
+  EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  open.set_value();
+  gone.wait();
+}
+
+TEST(JTCThread, JoinWaitsForRunAndNamesTheThread) {
+  std::promise<void> open;
+  auto group = plat::JTCInitialize::getTermGroup();
+  plat::JTCHandleT<GatedThread> thread(new GatedThread(group, open.get_future().share(), nullptr));
+  EXPECT_FALSE(thread->isAlive());
+  thread->join(); // never started: at once
+  EXPECT_EQ(thread->getThreadGroup(), group);
+  thread->start();
+  std::thread opener([&] { open.set_value(); });
+  thread->join();
+  opener.join();
+  EXPECT_FALSE(thread->isAlive());
+  EXPECT_TRUE(thread->seenAsCurrent);
+  EXPECT_EQ(thread->systemName, "gated-thread-wi");
+  thread->join();                                       // ended: at once
+  EXPECT_EQ(plat::JTCThread::currentThread(), nullptr); // the test's own thread isn't known
+}
+
+class SelfJoiner : public plat::JTCThread {
+public:
+  explicit SelfJoiner(plat::JTCHandleT<plat::JTCThreadGroup> group) : JTCThread(group, nullptr) {}
+  void run() override {
+    try {
+      join();
+    } catch (const plat::JTCIllegalThreadStateException&) {
+      refused = true;
+    }
+  }
+  bool refused = false;
+};
+
+std::vector<std::string> notices;
+std::mutex noticesLock;
+void recordNotice(bool attached) {
+  const std::lock_guard<std::mutex> hold(noticesLock);
+  const plat::JTCThread* current = plat::JTCThread::currentThread();
+  notices.push_back(std::string(attached ? "attach" : "detach") +
+                    (current != nullptr && current->isAlive() ? " on the thread" : " elsewhere"));
+}
+
+TEST(JTCThread, NoticeComesOnTheNewThreadAroundRunAndSelfJoinIsRefused) {
+  const plat::ThreadNotice before = plat::setThreadNotice(recordNotice);
+  ASSERT_NE(before, nullptr); // the library's entry point listens
+  auto group = plat::JTCInitialize::getTermGroup();
+  plat::JTCHandleT<SelfJoiner> thread(new SelfJoiner(group));
+  thread->start();
+  thread->join();
+  std::thread([] {}).join(); // not the thread library's: no notice
+  EXPECT_EQ(plat::setThreadNotice(before), &recordNotice);
+  EXPECT_TRUE(thread->refused);
+  EXPECT_EQ(notices, (std::vector<std::string>{"attach on the thread", "detach on the thread"}));
+}
+
+TEST(JTCThread, PriorityIsThePolicysAndARefusalIsTheSystemsError) {
+  std::promise<void> open;
+  auto group = plat::JTCInitialize::getTermGroup();
+  plat::JTCHandleT<GatedThread> thread(new GatedThread(group, open.get_future().share(), nullptr));
+  EXPECT_THROW(thread->setPriority(0), plat::JTCIllegalThreadStateException);
+  thread->start();
+  thread->setPriority(0); // the one value of the time-sharing policy
+  try {
+    thread->setPriority(50);
+    ADD_FAILURE() << "priority 50 accepted under the time-sharing policy";
+  } catch (const plat::JTCSystemCallException& error) {
+    EXPECT_EQ(error.getError(), EINVAL);
+    EXPECT_NE(std::string(error.what()).find("pthread_setschedparam"), std::string::npos);
+  }
+  open.set_value();
+  thread->join();
+}
+
+TEST(JTCAdoptCurrentThread, MakesTheCallerKnownWhileAnyCopyLives) {
+  std::thread([] {
+    EXPECT_EQ(plat::JTCThread::currentThread(), nullptr);
+    {
+      plat::JTCAdoptCurrentThread adopt;
+      plat::JTCThread* self = plat::JTCThread::currentThread();
+      ASSERT_NE(self, nullptr);
+      EXPECT_TRUE(self->isAlive());
+      EXPECT_EQ(self->getThreadGroup(), plat::JTCInitialize::getTermGroup());
+      {
+        plat::JTCAdoptCurrentThread nested;
+        const plat::JTCAdoptCurrentThread copy(adopt);
+        EXPECT_EQ(plat::JTCThread::currentThread(), self);
+      }
+      EXPECT_EQ(plat::JTCThread::currentThread(), self);
+    }
+    EXPECT_EQ(plat::JTCThread::currentThread(), nullptr);
+  }).join();
+}
+
+TEST(JTCMonitor, LockIsReentrantAndOnlyTheOwnerMayWaitNotifyOrUnlock) {
+  plat::JTCMonitor monitor;
+  EXPECT_THROW(monitor.unlock(), plat::JTCIllegalMonitorStateException);
+  EXPECT_THROW(monitor.wait(), plat::JTCIllegalMonitorStateException);
+  EXPECT_THROW(monitor.notify(), plat::JTCIllegalMonitorStateException);
+  monitor.lock();
+  monitor.lock();
+  EXPECT_FALSE(std::async(std::launch::async, [&] { return monitor.lock(true); }).get());
+  EXPECT_THROW(monitor.wait(-1), plat::JTCIllegalArgumentException);
+  monitor.wait(0); // gives up both holds and takes them back
+  monitor.unlock();
+  EXPECT_FALSE(std::async(std::launch::async, [&] { return monitor.lock(true); }).get());
+  monitor.unlock();
+  EXPECT_THROW(monitor.unlock(), plat::JTCIllegalMonitorStateException);
+  EXPECT_TRUE(std::async(std::launch::async, [&] {
+                const bool taken = monitor.lock(true);
+                monitor.unlock();
+                return taken;
+              }).get());
+}
+
+TEST(JTCMonitor, NotifyWakesTheLongestWaiterAndNoneIsLost) {
+  plat::JTCMonitor monitor;
+  std::vector<int> woken;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    std::atomic<plat::DWORD> id{0};
+    threads.emplace_back([&, i] {
+      monitor.lock();
+      id = plat::GetCurrentThreadId();
+      monitor.wait();
+      woken.push_back(i);
+      monitor.unlock();
+    });
+    // Each waits before the next comes, so the order of waiting is known.
+    awaitState([&] { return id != 0 && plat::blockedInThreadLibrary(id); });
+  }
+  for (std::size_t i = 0; i < 3; ++i) {
+    monitor.lock();
+    monitor.notify();
+    monitor.unlock();
+    awaitState([&] {
+      monitor.lock();
+      const std::size_t count = woken.size();
+      monitor.unlock();
+      return count == i + 1;
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(woken, (std::vector<int>{0, 1, 2}));
+}
+
+TEST(JTCRecursiveMutex, OwnerReentersAndOthersCannotUnlock) {
+  plat::JTCFastRecursiveMutex mutex;
+  mutex.lock();
+  EXPECT_TRUE(mutex.trylock());
+  EXPECT_FALSE(std::async(std::launch::async, [&] { return mutex.trylock(); }).get());
+  EXPECT_THROW(std::async(std::launch::async, [&] { mutex.unlock(); }).get(),
+               plat::JTCIllegalMonitorStateException);
+  mutex.unlock();
+  mutex.unlock();
+  EXPECT_THROW(mutex.unlock(), plat::JTCIllegalMonitorStateException);
+}
+
+TEST(ThreadInterruption, PendingAndLiveInterruptionsEndWaitsWithTheLockHeld) {
+  plat::JTCMonitor monitor;
+  const plat::DWORD self = plat::GetCurrentThreadId();
+  plat::interruptThread(self, 2);
+  monitor.lock();
+  EXPECT_THROW(monitor.wait(), plat::JTCInterruptedException);
+  EXPECT_THROW(monitor.wait(100000), plat::JTCInterruptedException);
+  EXPECT_EQ(plat::pendingInterruptions(self), 0u);
+  monitor.unlock(); // still held after the throws
+  EXPECT_THROW(monitor.unlock(), plat::JTCIllegalMonitorStateException);
+
+  // A thread blocked now wakes and throws.
+  std::atomic<plat::DWORD> waiterId{0};
+  std::thread waiter([&] {
+    waiterId = plat::GetCurrentThreadId();
+    monitor.lock();
+    EXPECT_THROW(monitor.wait(), plat::JTCInterruptedException);
+    monitor.unlock();
+  });
+  awaitState([&] { return waiterId != 0 && plat::blockedInThreadLibrary(waiterId); });
+  plat::interruptThread(waiterId);
+  waiter.join();
+  EXPECT_EQ(plat::pendingInterruptions(waiterId), 0u);
+}
+
+TEST(ThreadInterruption, ANotifiedWaitKeepsItsNotificationAndTheInterruptionWaits) {
+  plat::JTCMonitor monitor;
+  std::atomic<plat::DWORD> waiterId{0};
+  std::promise<void> notifiedAndInterrupted;
+  std::thread waiter([&] {
+    waiterId = plat::GetCurrentThreadId();
+    monitor.lock();
+    monitor.wait(); // must return: the notification came first
+    notifiedAndInterrupted.get_future().wait();
+    EXPECT_THROW(monitor.wait(), plat::JTCInterruptedException); // the next wait takes it
+    monitor.unlock();
+  });
+  awaitState([&] { return waiterId != 0 && plat::blockedInThreadLibrary(waiterId); });
+  monitor.lock(); // the waiter can't take the lock back before the interruption lands
+  monitor.notify();
+  plat::interruptThread(waiterId);
+  monitor.unlock();
+  awaitState([&] { return !plat::blockedInThreadLibrary(waiterId); });
+  EXPECT_EQ(plat::pendingInterruptions(waiterId), 1u);
+  notifiedAndInterrupted.set_value();
+  waiter.join();
+  EXPECT_EQ(plat::pendingInterruptions(waiterId), 0u);
 }
 
 TEST(CORBA_ORB, ReferencesAreCountedAndTheLastReleaseEndsTheInstance) {

@@ -1,0 +1,41 @@
+#ifndef BASALT_CONCURRENCY_FLAG_H
+#define BASALT_CONCURRENCY_FLAG_H
+
+#include "basalt/concurrency/pavane_mutex.h"
+#include "basalt/export.h"
+
+namespace basalt {
+
+// An integer read under somebody else's mutex: a pool worker's stop flag. value() takes the
+// mutex; set() expects the writer to hold it already.
+class BASALT_API Flag {
+public:
+  Flag(PavaneMutex* mutex, int value);
+  ~Flag();
+  Flag(const Flag& other) = default;
+  Flag& operator=(const Flag& other) = default;
+
+  int value() const;
+  void set(int value);
+
+private:
+  int flagValue;
+  PavaneMutex* mutex;
+};
+
+// The argument of a pool's worker function: the caller's data, and the stop flag of the worker
+// that runs it (0: go on; 1: stop as soon as you can). flag is null until a worker has taken
+// the request. The fields' order is fixed: the worker writes the first.
+class BASALT_API FlaggedArg {
+public:
+  explicit FlaggedArg(void* data);
+  FlaggedArg(const FlaggedArg& other) = default;
+  FlaggedArg& operator=(const FlaggedArg& other) = default;
+
+  Flag* flag;
+  void* data;
+};
+
+} // namespace basalt
+
+#endif

@@ -1,0 +1,162 @@
+#include "basalt/concurrency/marlow_thread_library.h"
+#include "basalt/concurrency/marlow_verbose_synchronized.h"
+#include "basalt/frame/library_entry.h"
+#include "basalt/platform/jtc_exceptions.h"
+#include "basalt/platform/thread_state.h"
+
+// Needs the string and log headers above.
+#include "../logging/log_sandbox.h"
+
+#include <future>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace plat = basalt::platform;
+using basalt::MarlowMonitor;
+using basalt::MarlowMutex;
+using basalt::MarlowRecursiveMutex;
+using basalt::MarlowSynchronized;
+using basalt::MarlowVerboseSynchronized;
+
+template <class TryTake> bool freeForOthers(TryTake tryTake) {
+  return std::async(std::launch::async, tryTake).get();
+}
+
+// Each kind of guard holds its lock for the scope, re-entered or not, and releases it also
+// when an exception leaves the scope.
+TEST(MarlowSynchronized, EveryKindReleasesItsOwnLock) {
+  MarlowMutex mutex;
+  MarlowRecursiveMutex recursive;
+  MarlowMonitor monitor;
+  const auto mutexFree = [&] {
+    if (!plat::TryEnterCriticalSection(mutex.criticalSection())) {
+      return false;
+    }
+    plat::LeaveCriticalSection(mutex.criticalSection());
+    return true;
+  };
+  const auto recursiveFree = [&] {
+    if (!recursive.trylock()) {
+      return false;
+    }
+    recursive.unlock();
+    return true;
+  };
+  const auto monitorFree = [&] {
+    if (!monitor.lock(true)) {
+      return false;
+    }
+    monitor.unlock();
+    return true;
+  };
+  EXPECT_THROW(
+      {
+        MarlowSynchronized a(mutex);
+        MarlowSynchronized b(recursive);
+        MarlowSynchronized c(monitor);
+        MarlowSynchronized again(monitor);
+        EXPECT_FALSE(freeForOthers(mutexFree));
+        EXPECT_FALSE(freeForOthers(recursiveFree));
+        EXPECT_FALSE(freeForOthers(monitorFree));
+        monitor.wait(0); // the guard's hold is the monitor's own lock
+        throw std::runtime_error("leaves the scope");
+      },
+      std::runtime_error);
+  EXPECT_TRUE(freeForOthers(mutexFree));
+  EXPECT_TRUE(freeForOthers(recursiveFree));
+  EXPECT_TRUE(freeForOthers(monitorFree));
+  // The thread library's errors reach the caller unchanged.
+  EXPECT_THROW(monitor.notify(), plat::JTCIllegalMonitorStateException);
+}
+
+TEST(MarlowInitialize, CopiesShareOneHoldOnTheThreadLibrary) {
+  basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_DETACH, nullptr);
+  {
+    basalt::MarlowInitialize first;
+    {
+      const basalt::MarlowInitialize copy(first);
+      basalt::MarlowInitialize assigned;
+      assigned = copy;
+    }
+    EXPECT_TRUE(plat::JTCInitialize::initialized());
+    std::thread([] {
+      basalt::MarlowAdoptCurrentThread adopt;
+      const basalt::MarlowAdoptCurrentThread copy(adopt);
+      EXPECT_NE(plat::JTCThread::currentThread(), nullptr);
+    }).join();
+  }
+  EXPECT_FALSE(plat::JTCInitialize::initialized());
+  basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_ATTACH, nullptr);
+}
+
+// The library's log, configured for SUPPORT/Synchronization at 5, with the records' texts.
+class VerboseLog : public ::testing::Test {
+protected:
+  void SetUp() override {
+    using namespace basalt::test;
+    sandbox.configure(logKey() + "\"Location\"=" + regPath(BASALT_SYNCHRONIZATION_MESSAGES_DIR) +
+                      "\"LogFile\"=" + regPath(sandbox.scratch.os("locks.log")) +
+                      logKey("Modules\\SUPPORT") + verbosity("1") +
+                      logKey("Modules\\SUPPORT\\Components\\Synchronization") + verbosity("5"));
+    saved = basalt::frame::libraryLog;
+    basalt::frame::libraryLog = &log;
+  }
+  void TearDown() override { basalt::frame::libraryLog = saved; }
+
+  // The log's lines without their time stamps.
+  std::vector<std::string> texts() const {
+    std::vector<std::string> result;
+    for (const std::string& line : sandbox.lines("locks.log")) {
+      result.push_back(line.substr(line.find(": ") + 2));
+    }
+    return result;
+  }
+
+  basalt::test::LogSandbox sandbox;
+  basalt::CoreLog log;
+  basalt::CoreLog* saved = nullptr;
+};
+
+TEST_F(VerboseLog, RecordsAskingHoldingAndReleasingWithTheThreadAndName) {
+  MarlowMutex mutex;
+  const std::string self = std::to_string(plat::GetCurrentThreadId()).substr(0, 8);
+  std::string other;
+  std::promise<void> asked;
+  std::thread waiter;
+  {
+    MarlowVerboseSynchronized outer(mutex, "tables");
+    {
+      MarlowVerboseSynchronized unnamed(mutex, ""); // re-entered at once
+    }
+    waiter = std::thread([&] {
+      other = std::to_string(plat::GetCurrentThreadId()).substr(0, 8);
+      MarlowVerboseSynchronized blocked(mutex, nullptr);
+    });
+    // The waiter's first record comes before its lock: it shows while this scope holds.
+    while (texts().size() < 6) {
+      std::this_thread::yield();
+    }
+  }
+  waiter.join();
+  const std::vector<std::string> expected = {
+      "SUPPORT: thread " + self + " asks for lock tables",
+      "SUPPORT: thread " + self + " holds lock tables",
+      "SUPPORT: thread " + self + " asks for lock ",
+      "SUPPORT: thread " + self + " holds lock ",
+      "SUPPORT: thread " + self + " releases lock ",
+  };
+  std::vector<std::string> lines = texts();
+  ASSERT_EQ(lines.size(), 9u);
+  EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + 5), expected);
+  EXPECT_EQ(lines[5], "SUPPORT: thread " + other + " asks for lock ");
+  EXPECT_EQ(lines[6], "SUPPORT: thread " + self + " releases lock tables");
+  EXPECT_EQ(lines[7], "SUPPORT: thread " + other + " holds lock ");
+  EXPECT_EQ(lines[8], "SUPPORT: thread " + other + " releases lock ");
+}
+
+} // namespace

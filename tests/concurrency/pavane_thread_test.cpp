@@ -1,0 +1,223 @@
+#include "basalt/concurrency/pavane_condition.h"
+#include "basalt/concurrency/pavane_mutex.h"
+#include "basalt/concurrency/pavane_thread.h"
+#include "basalt/errors/base_error.h"
+#include "basalt/platform/jtc_exceptions.h"
+#include "basalt/platform/thread_interruption.h"
+#include "basalt/platform/thread_state.h"
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace {
+
+namespace plat = basalt::platform;
+using basalt::PavaneCondition;
+using basalt::PavaneMutex;
+using basalt::PavaneSynchronized;
+using basalt::PavaneThread;
+
+template <class Condition> void awaitState(Condition condition) {
+  while (!condition()) {
+    std::this_thread::yield();
+  }
+}
+
+// Waits at the gate, then gives back its argument plus one.
+class Worker : public PavaneThread {
+public:
+  Worker(int* arg, std::shared_future<void> gate) : PavaneThread(arg), gate(std::move(gate)) {}
+  void* work(void* arg) override {
+    gate.wait();
+    ran = self() == this;
+    return static_cast<int*>(arg) + 1;
+  }
+  std::atomic<bool> ran{false};
+
+private:
+  std::shared_future<void> gate;
+};
+
+TEST(PavaneThread, RunDispatchesToWorkWithTheArgument) {
+  int values[2] = {};
+  std::promise<void> open;
+  open.set_value();
+  plat::JTCHandleT<Worker> thread(new Worker(values, open.get_future().share()));
+  EXPECT_EQ(thread->run_undetached(), values + 1); // on this thread
+  EXPECT_FALSE(thread->ran);
+  EXPECT_EQ(thread->id(), 0u);
+  thread->start_undetached();
+  thread->join(nullptr);
+  EXPECT_TRUE(thread->ran);
+  EXPECT_FALSE(thread->isAlive());
+}
+
+// However many interruptions reach the joining thread, join returns only once the thread
+// has ended, and every interruption was thrown and absorbed on the way.
+TEST(PavaneThread, JoinAbsorbsInterruptionsUntilTheThreadHasEnded) {
+  std::promise<void> open;
+  plat::JTCHandleT<Worker> thread(new Worker(nullptr, open.get_future().share()));
+  thread->start_undetached();
+  std::atomic<plat::DWORD> joinerId{0};
+  std::atomic<bool> joined{false};
+  std::thread joiner([&] {
+    joinerId = plat::GetCurrentThreadId();
+    thread->join(nullptr);
+    joined = true;
+  });
+  awaitState([&] { return joinerId != 0 && plat::blockedInThreadLibrary(joinerId); });
+  plat::interruptThread(joinerId, 3);
+  awaitState([&] {
+    return plat::pendingInterruptions(joinerId) == 0 && plat::blockedInThreadLibrary(joinerId);
+  });
+  EXPECT_FALSE(joined);
+  EXPECT_TRUE(thread->isAlive());
+  open.set_value();
+  joiner.join();
+  EXPECT_FALSE(thread->isAlive());
+}
+
+TEST(PavaneThread, RefusedPriorityIsABaseErrorOfTheThreadModule) {
+  std::promise<void> open;
+  plat::JTCHandleT<Worker> thread(new Worker(nullptr, open.get_future().share()));
+  thread->start_undetached();
+  thread->set_priority(0);
+  try {
+    thread->set_priority(7);
+    ADD_FAILURE() << "priority 7 accepted";
+  } catch (const BaseError& error) {
+    EXPECT_EQ(error.code(), 0x2017053u);
+    EXPECT_EQ(error.module().string(), "Thread");
+    EXPECT_EQ(error.level(), BaseError::SeverityWarning);
+    EXPECT_EQ(error.status(), BaseError::CompletedDefault);
+  }
+  open.set_value();
+  thread->join(nullptr);
+  // A thread that has ended isn't the system's to refuse: the thread library's own error.
+  EXPECT_THROW(thread->set_priority(0), plat::JTCIllegalThreadStateException);
+}
+
+class MarlowBody : public basalt::MarlowThread {
+public:
+  explicit MarlowBody(int* arg) : MarlowThread(arg) {}
+  void run() override { *static_cast<int*>(arg) = 42; }
+};
+
+TEST(MarlowThread, DerivedRunIsTheBody) {
+  int value = 0;
+  plat::JTCHandleT<MarlowBody> thread(new MarlowBody(&value));
+  thread->start();
+  thread->join();
+  EXPECT_EQ(value, 42);
+}
+
+// Two threads hand a turn back and forth many times under one mutex with two conditions: a
+// wake-up lost between a test and its wait hangs the test.
+TEST(PavaneCondition, HandOffLosesNoWakeUp) {
+  PavaneMutex mutex;
+  PavaneCondition pingReady(&mutex);
+  PavaneCondition pongReady(&mutex);
+  int turn = 0;
+  constexpr int rounds = 20000;
+  std::thread pong([&] {
+    for (int i = 0; i < rounds; ++i) {
+      PavaneSynchronized guard(mutex);
+      while (turn != 1) {
+        pongReady.wait();
+      }
+      turn = 0;
+      pingReady.signal();
+    }
+  });
+  for (int i = 0; i < rounds; ++i) {
+    PavaneSynchronized guard(mutex);
+    turn = 1;
+    pongReady.signal();
+    while (turn != 0) {
+      pingReady.wait();
+    }
+  }
+  pong.join();
+  EXPECT_EQ(turn, 0);
+}
+
+TEST(PavaneCondition, BroadcastWakesEveryWaiter) {
+  PavaneMutex mutex;
+  PavaneCondition condition(&mutex);
+  int released = 0;
+  int gone = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      PavaneSynchronized guard(mutex);
+      while (released == 0) {
+        condition.wait();
+      }
+      ++gone;
+    });
+  }
+  {
+    PavaneSynchronized guard(mutex);
+    released = 1;
+    condition.broadcast();
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(gone, 4);
+}
+
+// An interruption late in a timed wait starts the time again: the wait ends no earlier than a
+// whole time-out after the interruption. A wait that returned on the interruption, or kept
+// its first deadline, would end sooner.
+TEST(PavaneCondition, InterruptedTimedWaitStartsItsTimeAgain) {
+  constexpr plat::LONG timeout = 300;
+  PavaneMutex mutex;
+  PavaneCondition condition(&mutex);
+  std::atomic<plat::DWORD> waiterId{0};
+  std::chrono::steady_clock::time_point returned;
+  std::thread waiter([&] {
+    PavaneSynchronized guard(mutex);
+    waiterId = plat::GetCurrentThreadId();
+    condition.wait(timeout);
+    returned = std::chrono::steady_clock::now();
+  });
+  awaitState([&] { return waiterId != 0 && plat::blockedInThreadLibrary(waiterId); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(timeout * 2 / 3));
+  const auto interrupted = std::chrono::steady_clock::now();
+  plat::interruptThread(waiterId);
+  waiter.join();
+  EXPECT_EQ(plat::pendingInterruptions(waiterId), 0u);
+  EXPECT_GE(returned - interrupted, std::chrono::milliseconds(timeout));
+}
+
+bool freeForOthers(PavaneMutex& mutex) {
+  return std::async(std::launch::async,
+                    [&] {
+                      if (!plat::TryEnterCriticalSection(mutex.criticalSection())) {
+                        return false;
+                      }
+                      plat::LeaveCriticalSection(mutex.criticalSection());
+                      return true;
+                    })
+      .get();
+}
+
+// Any failure but an interruption passes to the caller, with neither lock held.
+TEST(PavaneCondition, OtherFailuresOfTheWaitLeaveBothLocksFree) {
+  PavaneMutex mutex;
+  PavaneCondition condition(&mutex);
+  plat::EnterCriticalSection(mutex.criticalSection());
+  EXPECT_THROW(condition.wait(-1), plat::JTCIllegalArgumentException);
+  EXPECT_TRUE(freeForOthers(mutex));
+  EXPECT_TRUE(std::async(std::launch::async, [&] {
+                const bool taken = condition.lock(true);
+                condition.unlock();
+                return taken;
+              }).get());
+}
+
+} // namespace

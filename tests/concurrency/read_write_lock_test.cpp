@@ -1,0 +1,168 @@
+#include "basalt/concurrency/read_write_lock.h"
+#include "basalt/platform/thread_interruption.h"
+#include "basalt/platform/thread_state.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace plat = basalt::platform;
+using basalt::PavaneSynchronizedRead;
+using basalt::PavaneSynchronizedWrite;
+using basalt::ReadWriteLock;
+
+template <class Condition> void awaitState(Condition condition) {
+  while (!condition()) {
+    std::this_thread::yield();
+  }
+}
+
+// A thread that takes a lock and tells when it has it.
+class Taker {
+public:
+  template <class Take> explicit Taker(Take take) {
+    thread = std::thread([this, take] {
+      id = plat::GetCurrentThreadId();
+      take();
+      holding = true;
+    });
+    awaitState([this] { return id != 0; });
+  }
+  Taker(const Taker&) = delete;
+  Taker& operator=(const Taker&) = delete;
+  ~Taker() { thread.join(); }
+
+  // Blocked for good in the lock: waiting in the thread library and not holding.
+  bool waiting() const { return !holding && plat::blockedInThreadLibrary(id); }
+  void awaitWaiting() const {
+    awaitState([this] { return waiting(); });
+  }
+  void awaitHolding() const {
+    awaitState([this] { return holding.load(); });
+  }
+
+  std::atomic<plat::DWORD> id{0};
+  std::atomic<bool> holding{false};
+
+private:
+  std::thread thread;
+};
+
+TEST(ReadWriteLock, ReadersShareAndAWaitingWriterStopsNoReader) {
+  ReadWriteLock lock;
+  lock.read_lock();
+  Taker secondReader([&] { lock.read_lock(); });
+  secondReader.awaitHolding(); // two readers at once
+  Taker writer([&] { lock.write_lock(); });
+  writer.awaitWaiting();
+  // A reader that comes while the writer waits goes in: no preference for writers.
+  Taker lateReader([&] { lock.read_lock(); });
+  lateReader.awaitHolding();
+  lock.read_unlock();
+  lock.read_unlock();
+  EXPECT_TRUE(writer.waiting());
+  lock.read_unlock(); // the last reader lets the writer in
+  writer.awaitHolding();
+  lock.write_unlock();
+}
+
+TEST(ReadWriteLock, WriterExcludesEveryoneAndItsReleaseLetsAllReadersGo) {
+  ReadWriteLock lock;
+  lock.write_lock();
+  std::vector<std::unique_ptr<Taker>> readers;
+  for (int i = 0; i < 3; ++i) {
+    readers.push_back(std::make_unique<Taker>([&] { lock.read_lock(); }));
+  }
+  Taker writer([&] { lock.write_lock(); });
+  for (const auto& reader : readers) {
+    reader->awaitWaiting();
+  }
+  writer.awaitWaiting();
+  lock.write_unlock();
+  // The readers may beat the writer or not; either way the readers end up together, or the
+  // writer alone first.
+  awaitState([&] {
+    if (writer.holding) {
+      return true;
+    }
+    for (const auto& reader : readers) {
+      if (!reader->holding) {
+        return false;
+      }
+    }
+    return true;
+  });
+  if (writer.holding) {
+    for (const auto& reader : readers) {
+      EXPECT_FALSE(reader->holding);
+    }
+    lock.write_unlock();
+    for (const auto& reader : readers) {
+      reader->awaitHolding();
+    }
+  }
+  for (int i = 0; i < 3; ++i) {
+    lock.read_unlock();
+  }
+  writer.awaitHolding();
+  lock.write_unlock();
+}
+
+// Unlocks without a lock change nothing; a guard releases when an exception leaves its scope.
+TEST(ReadWriteLock, StrayUnlocksAndGuardsLeftByExceptions) {
+  ReadWriteLock lock;
+  lock.read_unlock();
+  lock.write_unlock();
+  EXPECT_THROW(
+      {
+        PavaneSynchronizedRead first(lock);
+        PavaneSynchronizedRead second(lock); // a second read lock on one thread works
+        throw std::runtime_error("leaves the scope");
+      },
+      std::runtime_error);
+  EXPECT_THROW(
+      {
+        PavaneSynchronizedWrite guard(lock);
+        throw std::runtime_error("leaves the scope");
+      },
+      std::runtime_error);
+  lock.read_unlock(); // readers stayed at 0: a write lock goes in at once
+  Taker writer([&] { lock.write_lock(); });
+  writer.awaitHolding();
+  lock.write_unlock();
+}
+
+// Readers and writers at random: a writer is never in with anybody.
+TEST(ReadWriteLock, WritersAreAloneUnderLoad) {
+  ReadWriteLock lock;
+  std::atomic<int> readersIn{0};
+  std::atomic<int> writersIn{0};
+  std::atomic<int> overlaps{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 3000; ++i) {
+        if ((i + t) % 4 == 0) {
+          PavaneSynchronizedWrite guard(lock);
+          overlaps += writersIn.fetch_add(1) != 0 || readersIn.load() != 0;
+          writersIn.fetch_sub(1);
+        } else {
+          PavaneSynchronizedRead guard(lock);
+          readersIn.fetch_add(1);
+          overlaps += writersIn.load() != 0;
+          readersIn.fetch_sub(1);
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(overlaps.load(), 0);
+}
+
+} // namespace
