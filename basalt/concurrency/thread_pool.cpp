@@ -165,6 +165,10 @@ void ThreadPool::stop_and_join() {
     shutdown = 1;
     requestAvailable->broadcast(); // idle core workers leave
     spaceAvailable->broadcast();   // blocked callers get 0
+    // They must be out of spaceAvailable before it goes.
+    while (waitingForRoom != 0) {
+      drained->wait();
+    }
   }
   {
     PavaneSynchronized guard(threadsLock);
@@ -205,7 +209,11 @@ std::uint32_t ThreadPool::addRequestToPool(WorkFunction function, FlaggedArg* ar
         ++currentThreads;
       }
     }
+    ++waitingForRoom;
     spaceAvailable->wait();
+    if (--waitingForRoom == 0 && shutdown != 0) {
+      drained->signal(); // the destructor may delete spaceAvailable now
+    }
   }
   const std::uint32_t id = queue->PutRequestInQueue(function, arg, requester, cleanup, cleanupArg);
   requestAvailable->signal();

@@ -94,7 +94,7 @@ private:
   void release_resources();
 
   PavaneMutex poolLock;
-  PavaneCondition* drained = nullptr;
+  PavaneCondition* drained = nullptr; // also: the last caller waiting for room has left
   PavaneCondition* requestAvailable = nullptr;
   PavaneCondition* spaceAvailable = nullptr;
   PavaneMutex threadsLock;
@@ -106,6 +106,7 @@ private:
   std::vector<platform::JTCHandleT<WorkerThread>> threads;
   int closing = 0;
   int shutdown = 0;
+  unsigned int waitingForRoom = 0; // callers in spaceAvailable->wait(), under poolLock
 };
 
 // A client's handle on a pool, and the key under which its requests are cancelled together:

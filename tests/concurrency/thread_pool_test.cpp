@@ -110,6 +110,43 @@ TEST(ThreadPool, QueuedWorkStillRunsAtShutdownAndLaterRequestsGetZero) {
   }
 }
 
+// Of two callers waiting for room when the pool goes, one may get the place that the worker
+// frees; the other is woken by the shutdown. Either way a request that got an id ran.
+TEST(ThreadPool, CallersWaitingForRoomAtShutdownGetZeroOrRun) {
+  std::promise<void> open;
+  auto* pool = new ThreadPool(1, 1, 1);
+  ThreadRequester requester(pool);
+  Job jobs[4];
+  jobs[0].gate = open.get_future().share();
+  submit(requester, jobs[0]);
+  await([&] { return jobs[0].started == 1; });
+  submit(requester, jobs[1]);
+  std::uint32_t ids[2] = {};
+  std::thread callers[2];
+  for (int i = 0; i < 2; ++i) {
+    callers[i] = std::thread([&, i] {
+      auto* arg = new FlaggedArg(&jobs[2 + i]);
+      ids[i] = requester.request(runJob, arg, nullptr, nullptr);
+      if (ids[i] == 0) {
+        delete arg;
+      }
+    });
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(20)); // let them wait for room
+  std::thread destroyer([pool] { delete pool; });
+  std::this_thread::sleep_for(std::chrono::milliseconds(20)); // let it close the pool
+  open.set_value();
+  for (std::thread& caller : callers) {
+    caller.join();
+  }
+  destroyer.join();
+  requester.setThreadPool(nullptr);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(jobs[2 + i].finished, ids[i] != 0 ? 1 : 0);
+  }
+  EXPECT_EQ(jobs[1].finished, 1);
+}
+
 TEST(ThreadPool, AFullQueueGrowsATemporaryWorkerThatLeavesWhenTheQueueEmpties) {
   std::promise<void> open;
   ThreadPool pool(1, 1, 2);
