@@ -4,8 +4,6 @@ namespace basalt {
 
 Flag::Flag(PavaneMutex* mutex, int value) : flagValue(value), mutex(mutex) {}
 
-Flag::~Flag() = default;
-
 int Flag::value() const {
   PavaneSynchronized guard(*mutex);
   return flagValue;

@@ -11,7 +11,7 @@ namespace basalt {
 class BASALT_API Flag {
 public:
   Flag(PavaneMutex* mutex, int value);
-  ~Flag();
+  ~Flag() = default;
   Flag(const Flag& other) = default;
   Flag& operator=(const Flag& other) = default;
 

@@ -3,56 +3,30 @@
 #include "basalt/platform/jtc_exceptions.h"
 #include "basalt/platform/thread_interruption.h"
 
-#include <cerrno>
 #include <ctime>
 
 namespace basalt::platform {
 
-JTCMonitor::JTCMonitor() {
-  pthread_mutex_init(&mutex, nullptr);
-}
+JTCMonitor::JTCMonitor() = default;
 
-JTCMonitor::~JTCMonitor() {
-  pthread_mutex_destroy(&mutex);
-}
+JTCMonitor::~JTCMonitor() = default;
 
 bool JTCMonitor::lock(bool tryOnly) const {
-  const pthread_t self = pthread_self();
-  // Only the owner can find itself here, so the relaxed read can't mistake another thread.
-  if (owner.load(std::memory_order_relaxed) == self) {
-    ++depth;
-    return true;
-  }
   if (tryOnly) {
-    if (pthread_mutex_trylock(&mutex) != 0) {
-      return false;
-    }
-  } else if (const int error = pthread_mutex_lock(&mutex)) {
-    throw JTCSystemCallException("pthread_mutex_lock", error);
+    return mutex.trylock();
   }
-  owner.store(self, std::memory_order_relaxed);
-  depth = 1;
+  mutex.lock();
   return true;
 }
 
 void JTCMonitor::unlock() const {
-  checkOwner("unlock of a monitor whose lock the thread doesn't hold");
-  if (--depth == 0) {
-    owner.store(pthread_t(), std::memory_order_relaxed);
-    pthread_mutex_unlock(&mutex);
-  }
+  mutex.unlock();
 }
 
 void JTCMonitor::checkOwner(const char* operation) const {
-  if (owner.load(std::memory_order_relaxed) != pthread_self()) {
+  if (!mutex.heldByCaller()) {
     throw JTCIllegalMonitorStateException(operation);
   }
-}
-
-void JTCMonitor::acquire(unsigned int times) const {
-  pthread_mutex_lock(&mutex);
-  owner.store(pthread_self(), std::memory_order_relaxed);
-  depth = times;
 }
 
 void JTCMonitor::wait() {
@@ -82,14 +56,9 @@ void JTCMonitor::waitUntil(const timespec* deadline) {
   }
   (lastWaiter != nullptr ? lastWaiter->nextInQueue : firstWaiter) = &waiter;
   lastWaiter = &waiter;
-  const unsigned int held = depth;
-  depth = 0;
-  owner.store(pthread_t(), std::memory_order_relaxed);
-  pthread_mutex_unlock(&mutex);
-
+  const unsigned int held = mutex.releaseAll();
   waiter.block(deadline);
-
-  acquire(held);
+  mutex.restore(held);
   if (!waiter.notified()) {
     // Timed out or interrupted: still in the queue, since notify takes whom it wakes out.
     ThreadWaiter* previous = nullptr;

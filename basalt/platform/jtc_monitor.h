@@ -4,10 +4,10 @@
 // The thread library's monitor: a re-entrant lock with one wait set.
 
 #include "basalt/export.h"
+#include "basalt/platform/jtc_mutex.h"
 #include "basalt/platform/win_types.h"
 
-#include <atomic>
-#include <pthread.h>
+#include <ctime>
 
 namespace basalt::platform {
 
@@ -41,14 +41,11 @@ public:
   void notifyAll();
 
 private:
-  void waitUntil(const struct timespec* deadline);
+  void waitUntil(const timespec* deadline);
   void checkOwner(const char* operation) const;
-  void acquire(unsigned int times) const;
 
-  mutable pthread_mutex_t mutex;
-  mutable std::atomic<pthread_t> owner{};
-  mutable unsigned int depth = 0; // guarded by mutex
-  ThreadWaiter* firstWaiter = nullptr;
+  JTCRecursiveMutex mutex;
+  ThreadWaiter* firstWaiter = nullptr; // the wait set, in the order of waiting
   ThreadWaiter* lastWaiter = nullptr;
 };
 

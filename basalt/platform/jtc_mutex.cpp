@@ -5,33 +5,66 @@
 namespace basalt::platform {
 
 JTCRecursiveMutex::JTCRecursiveMutex() {
-  pthread_mutexattr_t attributes;
-  pthread_mutexattr_init(&attributes);
-  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutex_init(&mutex, &attributes);
-  pthread_mutexattr_destroy(&attributes);
+  pthread_mutex_init(&mutex, nullptr);
 }
 
 JTCRecursiveMutex::~JTCRecursiveMutex() {
   pthread_mutex_destroy(&mutex);
 }
 
+// Only the owner can find itself as the owner, so the relaxed reads can't mistake another
+// thread for it.
 void JTCRecursiveMutex::lock() const {
+  if (owner.load(std::memory_order_relaxed) == pthread_self()) {
+    ++depth;
+    return;
+  }
   if (const int error = pthread_mutex_lock(&mutex)) {
     throw JTCSystemCallException("pthread_mutex_lock", error);
   }
+  owner.store(pthread_self(), std::memory_order_relaxed);
+  depth = 1;
 }
 
 bool JTCRecursiveMutex::trylock() const {
-  return pthread_mutex_trylock(&mutex) == 0;
+  if (owner.load(std::memory_order_relaxed) == pthread_self()) {
+    ++depth;
+    return true;
+  }
+  if (pthread_mutex_trylock(&mutex) != 0) {
+    return false;
+  }
+  owner.store(pthread_self(), std::memory_order_relaxed);
+  depth = 1;
+  return true;
 }
 
 void JTCRecursiveMutex::unlock() const {
-  // A recursive mutex knows its owner: anybody else's unlock is refused.
-  if (pthread_mutex_unlock(&mutex) != 0) {
-    throw JTCIllegalMonitorStateException(
-        "unlock of a recursive mutex that the thread doesn't hold");
+  if (!heldByCaller()) {
+    throw JTCIllegalMonitorStateException("unlock of a lock that the thread doesn't hold");
   }
+  if (--depth == 0) {
+    owner.store(pthread_t(), std::memory_order_relaxed);
+    pthread_mutex_unlock(&mutex);
+  }
+}
+
+bool JTCRecursiveMutex::heldByCaller() const {
+  return owner.load(std::memory_order_relaxed) == pthread_self();
+}
+
+unsigned int JTCRecursiveMutex::releaseAll() const {
+  const unsigned int held = depth;
+  depth = 0;
+  owner.store(pthread_t(), std::memory_order_relaxed);
+  pthread_mutex_unlock(&mutex);
+  return held;
+}
+
+void JTCRecursiveMutex::restore(unsigned int times) const {
+  pthread_mutex_lock(&mutex);
+  owner.store(pthread_self(), std::memory_order_relaxed);
+  depth = times;
 }
 
 } // namespace basalt::platform

@@ -5,6 +5,7 @@
 
 #include "basalt/export.h"
 
+#include <atomic>
 #include <pthread.h>
 
 namespace basalt::platform {
@@ -24,7 +25,15 @@ public:
   void unlock() const;
 
 private:
+  // A monitor's wait gives the lock up whole and takes it back as often.
+  friend class JTCMonitor;
+  bool heldByCaller() const;
+  unsigned int releaseAll() const;
+  void restore(unsigned int times) const;
+
   mutable pthread_mutex_t mutex;
+  mutable std::atomic<pthread_t> owner{};
+  mutable unsigned int depth = 0; // read and written by the owner only
 };
 
 // The same mutex under the name of the thread library's lighter kind: on pthreads both are

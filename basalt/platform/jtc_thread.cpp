@@ -74,13 +74,14 @@ void JTCThread::start() {
   if (state.load() != New) {
     throw JTCIllegalThreadStateException("a thread can be started only once");
   }
-  incRef(); // the thread's own count, given back when run() has returned
+  incRef();             // the thread's own count, given back when run() has returned
+  state.store(Running); // before the thread can ask
   if (const int error = pthread_create(&handle, nullptr, &JTCThread::begin, this)) {
     // No thread holds it; the object may still be under construction, so it stays.
+    state.store(New);
     decRef();
     throw JTCSystemCallException("pthread_create", error);
   }
-  state.store(Running);
 }
 
 void* JTCThread::begin(void* self) {

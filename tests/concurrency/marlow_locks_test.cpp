@@ -79,14 +79,16 @@ TEST(MarlowInitialize, CopiesShareOneHoldOnTheThreadLibrary) {
   {
     basalt::MarlowInitialize first;
     {
-      const basalt::MarlowInitialize copy(first);
+      basalt::MarlowInitialize copy(first);
       basalt::MarlowInitialize assigned;
       assigned = copy;
+      copy = assigned;
     }
     EXPECT_TRUE(plat::JTCInitialize::initialized());
     std::thread([] {
       basalt::MarlowAdoptCurrentThread adopt;
-      const basalt::MarlowAdoptCurrentThread copy(adopt);
+      basalt::MarlowAdoptCurrentThread copy(adopt);
+      copy = adopt;
       EXPECT_NE(plat::JTCThread::currentThread(), nullptr);
     }).join();
   }

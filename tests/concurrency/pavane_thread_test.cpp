@@ -150,6 +150,7 @@ TEST(PavaneCondition, BroadcastWakesEveryWaiter) {
   int released = 0;
   int gone = 0;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       PavaneSynchronized guard(mutex);

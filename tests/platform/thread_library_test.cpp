@@ -49,7 +49,8 @@ TEST(JTCInitialize, FirstObjectStartsAndLastEndsFromAnyThread) {
     onThreads(4, [] {
       for (int i = 0; i < 2000; ++i) {
         plat::JTCInitialize inner;
-        const plat::JTCInitialize copy(inner); // shares the hold
+        plat::JTCInitialize copy(inner); // shares the hold
+        copy = inner;
       }
     });
     EXPECT_TRUE(plat::JTCInitialize::initialized());
@@ -93,9 +94,10 @@ TEST(JTCHandleT, LastHandleDeletesOnceWhateverThreadLetsGo) {
     plat::JTCHandleT<Counted> shared(new Counted);
     onThreads(4, [copy = shared] {
       for (int i = 0; i < 500; ++i) {
-        plat::JTCHandleT<Counted> local(copy);
-        plat::JTCHandleT<Counted> other;
-        other = local;
+        plat::JTCHandleT<Counted> local;
+        local = copy;
+        plat::JTCHandleT<Counted> other(local);
+        other = nullptr;
       }
     });
     EXPECT_EQ(shared->refCount(), 1);
@@ -193,6 +195,7 @@ void recordNotice(bool attached) {
 }
 
 TEST(JTCThread, NoticeComesOnTheNewThreadAroundRunAndSelfJoinIsRefused) {
+  notices.clear();
   const plat::ThreadNotice before = plat::setThreadNotice(recordNotice);
   ASSERT_NE(before, nullptr); // the library's entry point listens
   auto group = plat::JTCInitialize::getTermGroup();
@@ -234,7 +237,8 @@ TEST(JTCAdoptCurrentThread, MakesTheCallerKnownWhileAnyCopyLives) {
       EXPECT_EQ(self->getThreadGroup(), plat::JTCInitialize::getTermGroup());
       {
         plat::JTCAdoptCurrentThread nested;
-        const plat::JTCAdoptCurrentThread copy(adopt);
+        plat::JTCAdoptCurrentThread copy(adopt);
+        copy = nested;
         EXPECT_EQ(plat::JTCThread::currentThread(), self);
       }
       EXPECT_EQ(plat::JTCThread::currentThread(), self);
