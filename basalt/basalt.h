@@ -11,6 +11,8 @@
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/concurrency/pavane_thread.h"
 #include "basalt/concurrency/read_write_lock.h"
+#include "basalt/concurrency/request_queue.h"
+#include "basalt/concurrency/thread_pool.h"
 #include "basalt/concurrency/thread_registry.h"
 #include "basalt/errors/any_error.h"
 #include "basalt/errors/base_error.h"
