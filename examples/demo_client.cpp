@@ -1,12 +1,14 @@
 // A client component's first steps with basalt: text in its three outside forms, then the log
 // from its registry configuration to the lines in its file, and errors that carry numbers
-// and inserts and get their words from a message library only when asked.
+// and inserts and get their words from a message library only when asked; then a thread pool
+// at work, and a fault that arrives as an error with its stack report.
 //
 // Unless the caller has set them, the demo points BASALT_REGISTRY at its sample registry and
 // BASALT_EVENTLOG at a file of its own before the log's first use.
 
 #include "basalt/basalt.h"
 #include "demo_environment.h"
+#include "demo_threads.h"
 
 #include <cstdio>
 #include <string>
@@ -211,6 +213,8 @@ int main() {
   }
   showLog(log);
   showErrors(log);
+  demo::showThreadPool();
+  demo::showCrashTranslation();
   showFile("Log file", demo::logFilePath());
   showFile("Event file", demo::eventFilePath());
   return 0;
