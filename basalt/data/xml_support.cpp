@@ -174,6 +174,7 @@ bool XmlSupport::addVersion() {
   return true;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value, as the interface has it
 XmlSupport::Element XmlSupport::addAChild(Element parent, const KELPString& name) {
   if (!document) {
     return Element();
@@ -186,6 +187,7 @@ XmlSupport::Element XmlSupport::addAChild(Element parent, const KELPString& name
   return element;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value, as the interface has it
 XmlSupport::Element XmlSupport::findChild(Element parent, const KELPString& name) {
   plat::IXMLDOMNode* from = parent ? static_cast<plat::IXMLDOMNode*>(parent) : node.p;
   plat::CComPtr<plat::IXMLDOMNodeList> children;
@@ -331,6 +333,7 @@ void XmlSupport::write_to(Element element, const KELPString& name, const plat::V
   write_variant(element, name, variant.value);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value, as the interface has it
 void XmlSupport::read_from(Element element, const KELPString& name, KELPString& value) {
   ScopedVariant variant;
   element->getAttribute(Bstr(name), &variant.value);

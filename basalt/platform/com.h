@@ -119,7 +119,8 @@ public:
   }
   CComPtr(const CComPtr& other) : CComPtr(other.p) {}
   CComPtr(CComPtr&& other) noexcept : p(std::exchange(other.p, nullptr)) {}
-  CComPtr& operator=(const CComPtr& other) {
+  // Copy and swap: safe when other is this.
+  CComPtr& operator=(const CComPtr& other) { // NOLINT(bugprone-unhandled-self-assignment)
     CComPtr(other).swap(*this);
     return *this;
   }
