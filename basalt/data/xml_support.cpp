@@ -112,11 +112,18 @@ bool XmlSupport::loaded(bool set) {
 }
 
 short XmlSupport::readXml(plat::IStream* stream) {
-  stream->Seek(0, plat::STREAM_SEEK_SET, nullptr);
+  if (!document) {
+    throw static_cast<plat::LONG>(plat::E_POINTER);
+  }
+  if (stream != nullptr) {
+    stream->Seek(0, plat::STREAM_SEEK_SET, nullptr);
+  }
   ScopedVariant source;
   source.value.vt = plat::VT_UNKNOWN;
   source.value.punkVal = stream;
-  stream->AddRef();
+  if (stream != nullptr) {
+    stream->AddRef();
+  }
   plat::VARIANT_BOOL success = plat::VARIANT_FALSE;
   const plat::HRESULT result = document->load(source.value, &success);
   throwIfFailed(result);
@@ -146,6 +153,9 @@ XmlSupport::LONG XmlSupport::get_xml(KELPString& text) {
 }
 
 XmlSupport::LONG XmlSupport::save_all(plat::IStream* stream) {
+  if (!document) {
+    return plat::E_POINTER;
+  }
   ScopedVariant destination;
   destination.value.vt = plat::VT_UNKNOWN;
   destination.value.punkVal = stream;
@@ -191,13 +201,17 @@ XmlSupport::Element XmlSupport::addAChild(Element parent, const KELPString& name
 XmlSupport::Element XmlSupport::findChild(Element parent, const KELPString& name) {
   plat::IXMLDOMNode* from = parent ? static_cast<plat::IXMLDOMNode*>(parent) : node.p;
   plat::CComPtr<plat::IXMLDOMNodeList> children;
-  from->get_childNodes(&children);
+  if (from == nullptr || plat::FAILED(from->get_childNodes(&children)) || !children) {
+    return Element();
+  }
   plat::LONG length = 0;
   children->get_length(&length);
   for (plat::LONG i = 0; i < length; ++i) {
     plat::CComPtr<plat::IXMLDOMNode> child;
-    children->get_item(i, &child);
     plat::BSTR childName = nullptr;
+    if (plat::FAILED(children->get_item(i, &child)) || !child) {
+      continue;
+    }
     child->get_nodeName(&childName);
     const bool same = fromBstr(childName) == name;
     plat::SysFreeString(childName);
@@ -260,6 +274,9 @@ XmlSupport::LONG XmlSupport::getChildList(NodeList& list, NodeList& children, LO
 }
 
 XmlSupport::LONG XmlSupport::getAttribMap(NodeList& list, LONG index, AttributeMap& map) {
+  if (!list) {
+    return plat::E_FAIL;
+  }
   plat::LONG length = 0;
   list->get_length(&length);
   if (length < 1) {
@@ -276,6 +293,9 @@ XmlSupport::LONG XmlSupport::getAttribMap(NodeList& list, LONG index, AttributeM
 
 XmlSupport::LONG XmlSupport::getAttributeFromMap(AttributeMap& map, const KELPString& name,
                                                  plat::VARIANT* value) {
+  if (!map || value == nullptr) {
+    return plat::E_FAIL;
+  }
   plat::CComPtr<plat::IXMLDOMNode> item;
   if (plat::FAILED(map->getNamedItem(Bstr(name), &item))) {
     return plat::E_FAIL;
@@ -289,7 +309,9 @@ XmlSupport::LONG XmlSupport::getAttributeFromMap(AttributeMap& map, const KELPSt
 }
 
 void XmlSupport::write_variant(Element& element, const KELPString& name, plat::VARIANT& value) {
-  element->setAttribute(Bstr(name), value);
+  if (element) {
+    element->setAttribute(Bstr(name), value);
+  }
 }
 
 void XmlSupport::write_to(Element element, const KELPString& name, const KELPString& value) {
@@ -335,6 +357,9 @@ void XmlSupport::write_to(Element element, const KELPString& name, const plat::V
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): by value, as the interface has it
 void XmlSupport::read_from(Element element, const KELPString& name, KELPString& value) {
+  if (!element) {
+    return;
+  }
   ScopedVariant variant;
   element->getAttribute(Bstr(name), &variant.value);
   if (variant.value.vt == plat::VT_BSTR) {

@@ -45,12 +45,13 @@ public:
 
   // -1 when the document loaded, 0 when the text isn't well-formed (the document is then
   // empty); a failure of the DOM is thrown. From the stream's start, wherever it stood.
+  // Without a document E_POINTER is thrown, for a null stream E_INVALIDARG.
   short readXml(basalt::platform::IStream* stream);
   // 0 when there is no document.
   short readXml(const KELPString& text);
   // E_FAIL (0x80004005) when there is no document.
   LONG get_xml(KELPString& text);
-  // The document must exist.
+  // E_POINTER when there is no document, E_INVALIDARG for a null stream.
   LONG save_all(basalt::platform::IStream* stream);
   // E_FAIL when there is no document.
   LONG save_ascii(basalt::platform::IStream* stream);
@@ -61,7 +62,8 @@ public:
   // A new element appended to parent, or to this object's node when parent is null. Null
   // when there is no document; DOM failures are thrown.
   Element addAChild(Element parent, const KELPString& name);
-  // The first direct child of parent (or of the node) with that name, if it is an element.
+  // The first direct child of parent (or of the node) with that name, if it is an element;
+  // null when there is nothing to search.
   Element findChild(Element parent, const KELPString& name);
   // Every element of that name below the node; null when there is no document. DOM failures
   // (a name that makes a bad query, among them) are thrown.
@@ -73,15 +75,16 @@ public:
   // The child nodes of the list's node index. E_FAIL for a null list, else the last DOM
   // result.
   LONG getChildList(NodeList& list, NodeList& children, LONG index);
-  // The attributes of the list's node index. E_FAIL for an empty list; DOM failures are
-  // thrown.
+  // The attributes of the list's node index. E_FAIL for a null or empty list; DOM failures,
+  // and an index outside the list (as E_FAIL), are thrown.
   LONG getAttribMap(NodeList& list, LONG index, AttributeMap& map);
-  // The attribute's value into value; E_FAIL, with value untouched, when there is none.
+  // The attribute's value into value; E_FAIL, with value untouched, when there is none (or
+  // no map, or no value to fill).
   LONG getAttributeFromMap(AttributeMap& map, const KELPString& name,
                            basalt::platform::VARIANT* value);
 
-  // Sets an attribute of element, which must not be null. Numbers go in as the DOM writes
-  // them in decimal; a bool as 1 or 0. Failures are not reported.
+  // Sets an attribute of element. Numbers go in as the DOM writes them in decimal; a bool as
+  // 1 or 0. Failures (a null element among them) are not reported.
   void write_to(Element element, const KELPString& name, const KELPString& value);
   void write_to(Element element, const KELPString& name, const LONG& value);
   void write_to(Element element, const KELPString& name, const bool& value);

@@ -136,6 +136,15 @@ TEST_F(XmlSupportTest, WithoutADocumentEveryOperationIsNeutral) {
   NodeList children;
   EXPECT_EQ(xml.getChildList(list, children, 0), plat::E_FAIL);
   EXPECT_EQ(xml.save_ascii(nullptr), plat::E_FAIL);
+  EXPECT_EQ(xml.save_all(nullptr), plat::E_POINTER);
+  EXPECT_EQ(thrown([&] { xml.readXml(static_cast<plat::IStream*>(nullptr)); }), plat::E_POINTER);
+  EXPECT_FALSE(xml.findChild(Element(), "a"));
+  XmlSupport::AttributeMap map;
+  EXPECT_EQ(xml.getAttribMap(list, 0, map), plat::E_FAIL);
+  EXPECT_EQ(xml.getAttributeFromMap(map, "a", nullptr), plat::E_FAIL);
+  xml.write_to(Element(), "a", KELPString("b")); // a null element: nothing happens
+  xml.read_from(Element(), "a", text);
+  EXPECT_TRUE(text == "kept");
   xml.clear();
   EXPECT_FALSE(xml.loaded(false));
 
@@ -145,6 +154,9 @@ TEST_F(XmlSupportTest, WithoutADocumentEveryOperationIsNeutral) {
   other.createDocument();
   other.readXml(KELPString("<a/>"));
   ASSERT_EQ(other.getList("a", list), plat::S_OK);
+  EXPECT_EQ(thrown([&] { other.readXml(static_cast<plat::IStream*>(nullptr)); }),
+            plat::E_INVALIDARG);
+  EXPECT_EQ(other.save_all(nullptr), plat::E_INVALIDARG);
   EXPECT_EQ(thrown([&] { XmlSupport fromList(static_cast<plat::IUnknown*>(list)); }),
             plat::E_NOINTERFACE);
 }
