@@ -189,14 +189,24 @@ bool hasChildList(xmlNodePtr node) {
          node->type == XML_ATTRIBUTE_NODE;
 }
 
+// In document order, without recursion: a tree built through the DOM may be deeper than
+// the stack.
 void collectElements(xmlNodePtr from, const std::string& name, std::vector<xmlNodePtr>& found) {
-  for (xmlNodePtr child = from->children; child != nullptr; child = child->next) {
-    if (child->type == XML_ELEMENT_NODE) {
-      if (name == "*" || qualifiedName(child) == name) {
-        found.push_back(child);
+  xmlNodePtr at = from->children;
+  while (at != nullptr) {
+    if (at->type == XML_ELEMENT_NODE) {
+      if (name == "*" || qualifiedName(at) == name) {
+        found.push_back(at);
       }
-      collectElements(child, name, found);
+      if (at->children != nullptr) {
+        at = at->children;
+        continue;
+      }
     }
+    while (at != from && at->next == nullptr) {
+      at = at->parent;
+    }
+    at = at == from ? nullptr : at->next;
   }
 }
 
@@ -470,9 +480,13 @@ HRESULT appendTo(NodeCore* parentCore, IXMLDOMNode* child, IXMLDOMNode** added) 
   if (node->doc != parentDoc) {
     return E_FAIL;
   }
+  // Only a node with children can be an ancestor; a leaf needs no walk up the tree.
   for (xmlNodePtr above = parent; above != nullptr; above = above->parent) {
     if (above == node) {
       return E_FAIL;
+    }
+    if (node->children == nullptr) {
+      break;
     }
   }
   if (toDocument && node->type == XML_ELEMENT_NODE) {

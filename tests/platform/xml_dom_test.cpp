@@ -251,6 +251,28 @@ TEST_F(XmlDom, SelectionsAreFixedAndMustGiveNodes) {
   EXPECT_EQ(length, 2);
 }
 
+// Deeper than a parser would take: searching, serialising and freeing must not recurse.
+TEST_F(XmlDom, DeepTreesBuiltByHand) {
+  CComPtr<plat::IXMLDOMElement> top;
+  ASSERT_EQ(doc->createElement(Text("d"), &top), plat::S_OK);
+  ASSERT_EQ(doc->appendChild(top, nullptr), plat::S_OK);
+  CComPtr<plat::IXMLDOMElement> at = top;
+  for (int depth = 1; depth < 100000; ++depth) {
+    CComPtr<plat::IXMLDOMElement> next;
+    ASSERT_EQ(doc->createElement(Text("d"), &next), plat::S_OK);
+    ASSERT_EQ(at->appendChild(next, nullptr), plat::S_OK);
+    at = next;
+  }
+  CComPtr<plat::IXMLDOMNodeList> all;
+  ASSERT_EQ(doc->getElementsByTagName(Text("d"), &all), plat::S_OK);
+  plat::LONG length = 0;
+  all->get_length(&length);
+  EXPECT_EQ(length, 100000);
+  const std::string text = xml(doc);
+  EXPECT_EQ(text.compare(0, 9, "<d>\n  <d>"), 0);
+  EXPECT_EQ(text.compare(text.size() - 10, 10, "</d>\n</d>\n"), 0);
+}
+
 TEST(MemoryStream, SeeksReadsAndWritesLikeAFile) {
   CComPtr<plat::IStream> stream;
   stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>("abc"), 3));
