@@ -149,6 +149,18 @@ std::string qualifiedName(xmlNodePtr node) {
   return name;
 }
 
+// Whether name is the node's qualified name, without building it.
+bool hasQualifiedName(xmlNodePtr node, const std::string& name) {
+  const char* local = chars(node->name);
+  if (node->ns == nullptr || node->ns->prefix == nullptr) {
+    return name == local;
+  }
+  const char* prefix = chars(node->ns->prefix);
+  const std::size_t prefixLength = std::strlen(prefix);
+  return name.size() > prefixLength && name.compare(0, prefixLength, prefix) == 0 &&
+         name[prefixLength] == ':' && name.compare(prefixLength + 1, std::string::npos, local) == 0;
+}
+
 std::string nodeName(xmlNodePtr node) {
   switch (node->type) {
   case XML_TEXT_NODE:
@@ -177,7 +189,7 @@ std::string contentOf(xmlNodePtr node) {
 xmlAttrPtr findAttribute(xmlNodePtr element, const std::string& name) {
   for (xmlAttrPtr attribute = element->properties; attribute != nullptr;
        attribute = attribute->next) {
-    if (qualifiedName(reinterpret_cast<xmlNodePtr>(attribute)) == name) {
+    if (hasQualifiedName(reinterpret_cast<xmlNodePtr>(attribute), name)) {
       return attribute;
     }
   }
@@ -195,7 +207,7 @@ void collectElements(xmlNodePtr from, const std::string& name, std::vector<xmlNo
   xmlNodePtr at = from->children;
   while (at != nullptr) {
     if (at->type == XML_ELEMENT_NODE) {
-      if (name == "*" || qualifiedName(at) == name) {
+      if (name == "*" || hasQualifiedName(at, name)) {
         found.push_back(at);
       }
       if (at->children != nullptr) {
