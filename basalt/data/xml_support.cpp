@@ -48,6 +48,19 @@ bool readXpxml(std::uint32_t& value) {
                                   value, nullptr);
 }
 
+// Hands element a variant of type, filled by fill, as the attribute's value; the DOM's
+// result is dropped.
+template <typename Fill>
+void setTyped(XmlSupport::Element& element, const KELPString& name, plat::VARTYPE type, Fill fill) {
+  if (!element) {
+    return;
+  }
+  ScopedVariant variant;
+  variant.value.vt = type;
+  fill(variant.value);
+  element->setAttribute(Bstr(name), variant.value);
+}
+
 KELPString fromBstr(plat::BSTR text) {
   KELPString result;
   result.fillFromBSTR(text);
@@ -308,51 +321,28 @@ XmlSupport::LONG XmlSupport::getAttributeFromMap(AttributeMap& map, const KELPSt
   return plat::S_OK;
 }
 
-void XmlSupport::write_variant(Element& element, const KELPString& name, plat::VARIANT& value) {
-  if (element) {
-    element->setAttribute(Bstr(name), value);
-  }
-}
-
 void XmlSupport::write_to(Element element, const KELPString& name, const KELPString& value) {
-  ScopedVariant variant;
-  variant.value.vt = plat::VT_BSTR;
-  value.createBSTR(&variant.value.bstrVal);
-  write_variant(element, name, variant.value);
+  setTyped(element, name, plat::VT_BSTR, [&](plat::VARIANT& v) { value.createBSTR(&v.bstrVal); });
 }
 
 void XmlSupport::write_to(Element element, const KELPString& name, const LONG& value) {
-  ScopedVariant variant;
-  variant.value.vt = plat::VT_I4;
-  variant.value.lVal = value;
-  write_variant(element, name, variant.value);
+  setTyped(element, name, plat::VT_I4, [&](plat::VARIANT& v) { v.lVal = value; });
 }
 
 void XmlSupport::write_to(Element element, const KELPString& name, const bool& value) {
-  ScopedVariant variant;
-  variant.value.vt = plat::VT_I2;
-  variant.value.iVal = value ? 1 : 0;
-  write_variant(element, name, variant.value);
+  setTyped(element, name, plat::VT_I2, [&](plat::VARIANT& v) { v.iVal = value ? 1 : 0; });
 }
 
 void XmlSupport::write_to(Element element, const KELPString& name, const float& value) {
-  ScopedVariant variant;
-  variant.value.vt = plat::VT_R4;
-  variant.value.fltVal = value;
-  write_variant(element, name, variant.value);
+  setTyped(element, name, plat::VT_R4, [&](plat::VARIANT& v) { v.fltVal = value; });
 }
 
 void XmlSupport::write_to(Element element, const KELPString& name, const double& value) {
-  ScopedVariant variant;
-  variant.value.vt = plat::VT_R8;
-  variant.value.dblVal = value;
-  write_variant(element, name, variant.value);
+  setTyped(element, name, plat::VT_R8, [&](plat::VARIANT& v) { v.dblVal = value; });
 }
 
 void XmlSupport::write_to(Element element, const KELPString& name, const plat::VARIANT& value) {
-  ScopedVariant variant;
-  plat::VariantCopy(&variant.value, &value);
-  write_variant(element, name, variant.value);
+  setTyped(element, name, value.vt, [&](plat::VARIANT& v) { plat::VariantCopy(&v, &value); });
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): by value, as the interface has it

@@ -98,8 +98,6 @@ public:
   static KELPString boolToKelpString(int value);
 
 private:
-  void write_variant(Element& element, const KELPString& name, basalt::platform::VARIANT& value);
-
   basalt::platform::CComQIPtr<basalt::platform::IXMLDOMDocument> document;
   basalt::platform::CComQIPtr<basalt::platform::IXMLDOMNode> node;
   bool loadedFlag = false;
