@@ -51,7 +51,7 @@ inline std::string utf8(const KELPString& text) {
 
 // The automation string as UTF-8; frees it.
 inline std::string take(plat::BSTR text) {
-  const std::string result = narrow(Units(text, plat::SysStringLen(text)));
+  std::string result = narrow(Units(text, plat::SysStringLen(text)));
   plat::SysFreeString(text);
   return result;
 }

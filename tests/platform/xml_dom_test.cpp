@@ -37,7 +37,7 @@ private:
 };
 
 std::string take(plat::BSTR text) {
-  const std::string result = narrow(Units(text, plat::SysStringLen(text)));
+  std::string result = narrow(Units(text, plat::SysStringLen(text)));
   plat::SysFreeString(text);
   return result;
 }
