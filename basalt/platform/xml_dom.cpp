@@ -196,9 +196,10 @@ xmlAttrPtr findAttribute(xmlNodePtr element, const std::string& name) {
   return nullptr;
 }
 
+// An attribute's text is not offered as nodes: libxml2 frees and remakes it whenever the
+// value changes, and a node object must never outlive its libxml2 node.
 bool hasChildList(xmlNodePtr node) {
-  return node->type == XML_ELEMENT_NODE || node->type == XML_DOCUMENT_NODE ||
-         node->type == XML_ATTRIBUTE_NODE;
+  return node->type == XML_ELEMENT_NODE || node->type == XML_DOCUMENT_NODE;
 }
 
 // In document order, without recursion: a tree built through the DOM may be deeper than

@@ -76,7 +76,7 @@ public:
   virtual HRESULT get_nodeName(BSTR* name) = 0;
   // VT_BSTR for attributes, texts, comments and processing instructions; VT_NULL otherwise.
   virtual HRESULT get_nodeValue(VARIANT* value) = 0;
-  // A live list: it shows later changes.
+  // A live list: it shows later changes. Empty for nodes other than elements and documents.
   virtual HRESULT get_childNodes(IXMLDOMNodeList** list) = 0;
   // S_FALSE with null for nodes other than elements.
   virtual HRESULT get_attributes(IXMLDOMNamedNodeMap** map) = 0;

@@ -239,6 +239,18 @@ TEST_F(XmlDom, SelectionsAreFixedAndMustGiveNodes) {
   id->get_nodeName(&name);
   EXPECT_EQ(take(name), "id");
   EXPECT_EQ(xml(id), "id=\"y\"");
+  // The value can change under the attribute node, which keeps answering.
+  CComQIPtr<plat::IXMLDOMElement> owner(static_cast<plat::IUnknown*>(first("//a[2]")));
+  plat::VARIANT value;
+  plat::VariantInit(&value);
+  value.vt = plat::VT_I2;
+  value.iVal = 5;
+  ASSERT_EQ(owner->setAttribute(Text("id"), value), plat::S_OK);
+  EXPECT_EQ(xml(id), "id=\"5\"");
+  CComPtr<plat::IXMLDOMNodeList> none;
+  ASSERT_EQ(id->get_childNodes(&none), plat::S_OK);
+  none->get_length(&length);
+  EXPECT_EQ(length, 0);
 
   CComPtr<plat::IXMLDOMNodeList> list;
   EXPECT_EQ(doc->selectNodes(Text("count(//a)"), &list), plat::E_FAIL);
