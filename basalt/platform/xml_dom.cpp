@@ -348,6 +348,8 @@ bool serialise(xmlNodePtr node, const char* encoding, std::string& out) {
   if (buffer == nullptr) {
     return false;
   }
+  // Grown by exact sizes, every write would copy the whole text so far.
+  xmlBufferSetAllocationScheme(buffer, XML_BUFFER_ALLOC_DOUBLEIT);
   bool done = false;
   if (xmlSaveCtxtPtr save = xmlSaveToBuffer(buffer, encoding, XML_SAVE_FORMAT | XML_SAVE_NO_DECL)) {
     done = (node->type == XML_DOCUMENT_NODE ? xmlSaveDoc(save, reinterpret_cast<xmlDocPtr>(node))
