@@ -132,16 +132,21 @@ void BM_StdVariantCompare(benchmark::State& state) {
 }
 BENCHMARK(BM_StdVariantCompare);
 
+plat::VARIANT seven() {
+  plat::VARIANT variant;
+  plat::VariantInit(&variant);
+  variant.vt = plat::VT_I4;
+  variant.lVal = 7;
+  return variant;
+}
+
 // A VT_I4 taken as a number, and the number given back as VT_R8.
 void BM_BasaltVariantConvert(benchmark::State& state) {
   SmartCommonVariant variant;
   plat::VARIANT out;
   plat::VariantInit(&out);
   for (auto _ : state) {
-    plat::VARIANT in;
-    plat::VariantInit(&in);
-    in.vt = plat::VT_I4;
-    in.lVal = 7;
+    plat::VARIANT in = seven();
     variant = in;
     variant.Variant(&out);
     benchmark::DoNotOptimize(out.dblVal);
@@ -154,10 +159,7 @@ void BM_LayerVariantConvert(benchmark::State& state) {
   plat::VARIANT out;
   plat::VariantInit(&out);
   for (auto _ : state) {
-    plat::VARIANT in;
-    plat::VariantInit(&in);
-    in.vt = plat::VT_I4;
-    in.lVal = 7;
+    plat::VARIANT in = seven();
     plat::VariantChangeType(&in, &in, 0, plat::VT_R8);
     plat::VariantClear(&out);
     out.vt = plat::VT_R8;

@@ -139,6 +139,18 @@ template <typename Interface> HRESULT give(Interface* object, void** target) {
   return S_OK;
 }
 
+// QueryInterface of an object that offers one interface besides IUnknown.
+template <typename Interface> HRESULT queryOne(Interface* self, REFIID id, void** object) {
+  if (object == nullptr) {
+    return E_POINTER;
+  }
+  if (IsEqualGUID(id, IUnknown::iid) || IsEqualGUID(id, Interface::iid)) {
+    return give(self, object);
+  }
+  *object = nullptr;
+  return E_NOINTERFACE;
+}
+
 IXMLDOMNode* wrap(DomDocument* owner, const TreePtr& tree, xmlNodePtr node);
 
 std::string qualifiedName(xmlNodePtr node) {
@@ -239,14 +251,7 @@ public:
   }
 
   HRESULT QueryInterface(REFIID id, void** object) override {
-    if (object == nullptr) {
-      return E_POINTER;
-    }
-    if (IsEqualGUID(id, IUnknown::iid) || IsEqualGUID(id, IXMLDOMNodeList::iid)) {
-      return give(static_cast<IXMLDOMNodeList*>(this), object);
-    }
-    *object = nullptr;
-    return E_NOINTERFACE;
+    return queryOne<IXMLDOMNodeList>(this, id, object);
   }
   ULONG AddRef() override { return addRef(); }
   ULONG Release() override { return release(); }
@@ -310,14 +315,7 @@ public:
   explicit DomAttributeMap(NodeCore* element) : element(element) { element->AddRef(); }
 
   HRESULT QueryInterface(REFIID id, void** object) override {
-    if (object == nullptr) {
-      return E_POINTER;
-    }
-    if (IsEqualGUID(id, IUnknown::iid) || IsEqualGUID(id, IXMLDOMNamedNodeMap::iid)) {
-      return give(static_cast<IXMLDOMNamedNodeMap*>(this), object);
-    }
-    *object = nullptr;
-    return E_NOINTERFACE;
+    return queryOne<IXMLDOMNamedNodeMap>(this, id, object);
   }
   ULONG AddRef() override { return addRef(); }
   ULONG Release() override { return release(); }
