@@ -11,8 +11,10 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <libxml/globals.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <libxml/xmlerror.h>
 #include <libxml/xmlsave.h>
 #include <libxml/xpath.h>
 #include <memory>
@@ -64,6 +66,33 @@ bool isXmlText(BSTR text) {
   }
   return true;
 }
+
+void quietGenericError(void* /*context*/, const char* /*format*/, ...) {}
+void quietStructuredError(void* /*context*/, xmlErrorPtr /*error*/) {}
+
+// Keeps libxml2 from writing its complaints to the client's standard error while the DOM
+// calls it: what went wrong is told by results. The thread's own handlers come back after.
+class QuietLibxml2 {
+public:
+  QuietLibxml2()
+      : generic(xmlGenericError), genericContext(xmlGenericErrorContext),
+        structured(xmlStructuredError), structuredContext(xmlStructuredErrorContext) {
+    xmlSetGenericErrorFunc(nullptr, quietGenericError);
+    xmlSetStructuredErrorFunc(nullptr, quietStructuredError);
+  }
+  ~QuietLibxml2() {
+    xmlSetGenericErrorFunc(genericContext, generic);
+    xmlSetStructuredErrorFunc(structuredContext, structured);
+  }
+  QuietLibxml2(const QuietLibxml2&) = delete;
+  QuietLibxml2& operator=(const QuietLibxml2&) = delete;
+
+private:
+  xmlGenericErrorFunc generic;
+  void* genericContext;
+  xmlStructuredErrorFunc structured;
+  void* structuredContext;
+};
 
 // Stamps the versions of trees, so that a live list sees every change, of any tree, as new.
 std::atomic<std::uint64_t> lastStamp{0};
@@ -342,6 +371,7 @@ private:
 // Serialises a node; a document without libxml2's own declaration, since the declaration is
 // a node of its own here.
 bool serialise(xmlNodePtr node, const char* encoding, std::string& out) {
+  const QuietLibxml2 quiet;
   xmlBufferPtr buffer = xmlBufferCreate();
   if (buffer == nullptr) {
     return false;
@@ -402,8 +432,6 @@ HRESULT nodeValueOf(xmlNodePtr node, VARIANT* value) {
   }
 }
 
-void quietXPathError(void* /*context*/, xmlErrorPtr /*error*/) {}
-
 HRESULT selectFrom(NodeCore* source, BSTR query, IXMLDOMNodeList** list) {
   if (list == nullptr) {
     return E_POINTER;
@@ -419,7 +447,7 @@ HRESULT selectFrom(NodeCore* source, BSTR query, IXMLDOMNodeList** list) {
     return E_OUTOFMEMORY;
   }
   xpath->node = context;
-  xpath->error = quietXPathError;
+  xpath->error = quietStructuredError;
   const std::string expression = utf8Of(query);
   xmlXPathObjectPtr result = xmlXPathEvalExpression(xml(expression), xpath);
   HRESULT outcome = E_FAIL;
@@ -852,6 +880,7 @@ std::string declaredEncoding(xmlDocPtr doc) {
 
 HRESULT DomDocument::parse(const char* bytes, std::size_t size, bool unicodeText,
                            VARIANT_BOOL* success) {
+  const QuietLibxml2 quiet;
   int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOBLANKS;
   if (unicodeText) {
     options |= XML_PARSE_IGNORE_ENC;
@@ -966,6 +995,7 @@ HRESULT writeFile(const std::string& path, const std::string& bytes) {
 }
 
 HRESULT DomDocument::save(VARIANT destination) {
+  const QuietLibxml2 quiet;
   const std::string encoding = declaredEncoding(current->doc);
   if (!encoding.empty()) {
     xmlCharEncodingHandlerPtr handler = xmlFindCharEncodingHandler(encoding.c_str());

@@ -9,6 +9,8 @@
 #include "basalt/platform/xml_dom.h"
 
 #include <gtest/gtest.h>
+#include <libxml/globals.h>
+#include <libxml/xmlerror.h>
 #include <string>
 
 namespace {
@@ -224,6 +226,29 @@ TEST_F(XmlDom, ExternalEntitiesAreNeverRead) {
   scratch.write("secret.txt", "SECRET");
   load("<!DOCTYPE r [<!ENTITY e SYSTEM \"file://" + scratch.os("secret.txt") + "\">]><r>&e;</r>");
   EXPECT_EQ(xml(first("/r")), "<r>&e;</r>");
+}
+
+// The DOM silences libxml2 while it works and gives the thread's handler back afterwards.
+int clientErrors = 0;
+void clientHandler(void* /*context*/, const char* /*format*/, ...) {
+  ++clientErrors;
+}
+
+TEST_F(XmlDom, LeavesTheClientsLibxml2HandlerAlone) {
+  xmlSetGenericErrorFunc(nullptr, clientHandler);
+  const std::string bytes = "<?xml version=\"1.0\" encoding=\"EUC-JP\"?><a>\xDB\xDB\xDB</a>";
+  CComPtr<plat::IStream> stream;
+  stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>(bytes.data()),
+                                        static_cast<plat::UINT>(bytes.size())));
+  plat::VARIANT source;
+  plat::VariantInit(&source);
+  source.vt = plat::VT_UNKNOWN;
+  source.punkVal = stream;
+  plat::VARIANT_BOOL success = plat::VARIANT_TRUE;
+  EXPECT_EQ(doc->load(source, &success), plat::S_FALSE);
+  EXPECT_EQ(clientErrors, 0); // libxml2 would have told it of the bad bytes
+  EXPECT_EQ(xmlGenericError, clientHandler);
+  xmlSetGenericErrorFunc(nullptr, nullptr);
 }
 
 TEST_F(XmlDom, SelectionsAreFixedAndMustGiveNodes) {
