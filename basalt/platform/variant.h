@@ -10,6 +10,8 @@
 
 namespace basalt::platform {
 
+class IUnknown;
+
 using VARTYPE = std::uint16_t;
 using VARIANT_BOOL = std::int16_t;
 using DATE = double;
@@ -61,6 +63,8 @@ struct tagVARIANT {
     DATE date;
     BSTR bstrVal;
     void* byref;
+    IUnknown* punkVal;
+    IUnknown* pdispVal; // the dispatch interface is not modelled: any object counts
     char cVal;
     std::uint16_t uiVal;
     ULONG ulVal;
@@ -74,13 +78,20 @@ using VARIANTARG = tagVARIANT;
 // Makes the variant VT_EMPTY with a zero value, without looking at what it held.
 BASALT_API void VariantInit(VARIANT* variant);
 
-// Releases what the variant owns (the string of a VT_BSTR, through SysFreeString) and makes it
-// VT_EMPTY. E_INVALIDARG for null.
+// Releases what the variant owns (the string of a VT_BSTR through SysFreeString, the object
+// of a VT_UNKNOWN or VT_DISPATCH through Release) and makes it VT_EMPTY. E_INVALIDARG for
+// null.
 BASALT_API HRESULT VariantClear(VARIANT* variant);
 
-// Converts source to type into target, which may be source itself. Only VT_R8 is a target,
-// from VT_I2, VT_I4, VT_R4 and VT_R8; anything else gives DISP_E_TYPEMISMATCH and leaves
-// target as it was. flags are not used.
+// Clears target and makes it a copy of source with a string or a reference of its own.
+// E_OUTOFMEMORY, with target cleared, when the string can't be copied.
+BASALT_API HRESULT VariantCopy(VARIANT* target, const VARIANT* source);
+
+// Converts source to type into target, which may be source itself; flags are not used.
+// VT_R8 comes from VT_I2, VT_I4, VT_R4 and VT_R8. VT_BSTR comes from VT_BSTR, VT_I2, VT_I4,
+// VT_BOOL ("-1" or "0"), and VT_R4 and VT_R8 in decimal with '.' and at most 7 and 15
+// significant digits, without a locale. Anything else gives DISP_E_TYPEMISMATCH and leaves
+// target as it was.
 BASALT_API HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, std::uint16_t flags,
                                      VARTYPE type);
 

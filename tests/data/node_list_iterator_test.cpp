@@ -1,0 +1,147 @@
+// NodeListIterator: starting by itself, positions at and beyond both ends, and attribute
+// reads as typed values.
+
+#include "basalt/data/node_list_iterator.h"
+#include "xml_test_support.h"
+
+namespace {
+
+using namespace basalt::test;
+using NodeList = XmlSupport::NodeList;
+
+class NodeListIteratorTest : public XmlTest {
+protected:
+  // The elements named item of a document made from text.
+  NodeList items(const char* text) {
+    EXPECT_EQ(xml.createDocument(), plat::S_OK);
+    EXPECT_EQ(xml.readXml(fromUtf8(text)), -1) << text;
+    NodeList list;
+    xml.getList("item", list);
+    return list;
+  }
+
+  std::string idOf(NodeListIterator& iterator) {
+    const plat::CComQIPtr<plat::IXMLDOMElement> element(
+        static_cast<plat::IUnknown*>(iterator.iter()));
+    KELPString id;
+    xml.read_from(element, "id", id);
+    return utf8(id);
+  }
+
+  XmlSupport xml;
+};
+
+TEST_F(NodeListIteratorTest, NullAndEmptyListsAreAtTheirEnd) {
+  NodeListIterator none{NodeList()};
+  EXPECT_EQ(none.size(), 0);
+  EXPECT_TRUE(none.atEnd());
+  EXPECT_TRUE(none.penultimate());
+  EXPECT_FALSE(none.iter());
+
+  NodeListIterator empty(items("<r/>"));
+  EXPECT_EQ(empty.size(), 0);
+  EXPECT_TRUE(empty.atEnd());
+  EXPECT_TRUE(empty.penultimate());
+  // Not started: reads have no node, and say so by throwing rather than crashing.
+  KELPString text;
+  EXPECT_THROW(empty.read("id", text), plat::LONG);
+}
+
+TEST_F(NodeListIteratorTest, PositionsRunFreelyPastBothEnds) {
+  NodeListIterator one(items("<r><item id='only'/></r>"));
+  EXPECT_FALSE(one.atEnd());
+  EXPECT_TRUE(one.penultimate());
+  ++one;
+  EXPECT_TRUE(one.atEnd());
+  EXPECT_EQ(idOf(one), "only"); // past the end the last node stays
+
+  NodeListIterator three(items("<r><item id='a'/><x><item id='b'/></x><item id='c'/></r>"));
+  EXPECT_EQ(idOf(three), "a");
+  ++three;
+  EXPECT_FALSE(three.penultimate());
+  EXPECT_EQ(idOf(three), "b");
+  ++three;
+  EXPECT_TRUE(three.penultimate());
+  EXPECT_FALSE(three.atEnd());
+  ++three;
+  ++three;
+  EXPECT_TRUE(three.atEnd());
+  KELPString id;
+  EXPECT_TRUE(three.read("id", id)); // reads still reach the last node
+  EXPECT_TRUE(id == "c");
+
+  three -= 10; // below 0: the node stays where it was
+  EXPECT_FALSE(three.atEnd());
+  EXPECT_EQ(idOf(three), "c");
+  // Stepping while below 0 asks for a node that isn't there.
+  EXPECT_THROW(++three, plat::LONG);
+  three.begin();
+  EXPECT_EQ(idOf(three), "a");
+
+  // A copy moves by itself.
+  NodeListIterator copy(three);
+  ++copy;
+  EXPECT_EQ(idOf(copy), "b");
+  EXPECT_EQ(idOf(three), "a");
+}
+
+TEST_F(NodeListIteratorTest, ReadsConvertAsFarAsTheTextGoes) {
+  NodeListIterator it(items("<r><item long='12ab' word='abc' big='99999999999' neg=' -7'"
+                            " one='1' zero='0' two='2' True='True' empty=''"
+                            " real='2.5e3xyz' tiny='1e-50' text='Zoë'/></r>"));
+  plat::LONG number = 5;
+  EXPECT_TRUE(it.read("long", number));
+  EXPECT_EQ(number, 12);
+  EXPECT_TRUE(it.read("word", number));
+  EXPECT_EQ(number, 0);
+  EXPECT_TRUE(it.read("big", number)); // clamped as a 32-bit reader clamps
+  EXPECT_EQ(number, 2147483647);
+  EXPECT_TRUE(it.read("neg", number));
+  EXPECT_EQ(number, -7);
+  number = 42;
+  EXPECT_FALSE(it.read("missing", number));
+  EXPECT_EQ(number, 42);
+
+  const std::pair<const char*, bool> flags[] = {{"one", true},   {"zero", false},  {"two", false},
+                                                {"True", false}, {"empty", false}, {"long", false}};
+  for (const auto& [name, expected] : flags) {
+    bool flag = !expected;
+    EXPECT_TRUE(it.read(name, flag)) << name;
+    EXPECT_EQ(flag, expected) << name;
+  }
+
+  double real = 0;
+  float single = 1;
+  EXPECT_TRUE(it.read("real", real));
+  EXPECT_EQ(real, 2500.0);
+  EXPECT_TRUE(it.read("tiny", single)); // below the float's range
+  EXPECT_EQ(single, 0.0F);
+  KELPString text;
+  EXPECT_TRUE(it.read("text", text));
+  EXPECT_EQ(utf8(text), "Zoë");
+
+  plat::VARIANT value;
+  plat::VariantInit(&value);
+  EXPECT_TRUE(it.get_attribute("one", &value));
+  EXPECT_EQ(value.vt, plat::VT_BSTR);
+  plat::VariantClear(&value);
+}
+
+TEST_F(NodeListIteratorTest, NodesWithoutAttributesThrowInsteadOfCrashing) {
+  items("<r><item>text<b/></item></r>");
+  NodeList item;
+  ASSERT_EQ(xml.getList("item", item), plat::S_OK);
+  NodeList children;
+  ASSERT_EQ(xml.getChildList(item, children, 0), plat::S_OK);
+  NodeListIterator it(children);
+  EXPECT_EQ(it.size(), 2);
+  KELPString text;
+  EXPECT_THROW(it.read("x", text), plat::LONG); // a text node has no attribute map
+  ++it;
+  EXPECT_FALSE(it.read("x", text)); // the element has one
+  plat::LONG count = -1;
+  EXPECT_EQ(it.get_childList()->get_length(&count), plat::S_OK);
+  EXPECT_EQ(count, 0);
+}
+
+} // namespace

@@ -1,0 +1,382 @@
+// XmlSupport over the DOM: the class and search mode that XPXML picks, loading and saving
+// through streams and real files, the tree operations and the attribute helpers.
+
+#include "basalt/data/node_list_iterator.h"
+#include "basalt/platform/xml_dom.h"
+#include "xml_test_support.h"
+
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace basalt::test;
+using Element = XmlSupport::Element;
+using NodeList = XmlSupport::NodeList;
+
+plat::CLSID classOf(XmlSupport& xml) {
+  const Element root = xml.addAChild(Element(), "root");
+  plat::CComPtr<plat::IXMLDOMDocument> document;
+  EXPECT_EQ(root->get_ownerDocument(&document), plat::S_OK);
+  plat::CComQIPtr<plat::IPersist> persist(static_cast<plat::IUnknown*>(document));
+  plat::CLSID id{};
+  EXPECT_EQ(persist->GetClassID(&id), plat::S_OK);
+  return id;
+}
+
+// Runs action and returns the HRESULT it throws as a LONG; 0 when it throws nothing.
+template <typename Action> plat::LONG thrown(Action action) {
+  try {
+    action();
+  } catch (plat::LONG result) {
+    return result;
+  }
+  return 0;
+}
+
+using XmlSupportTest = XmlTest;
+
+TEST_F(XmlSupportTest, CreationFollowsComRules) {
+  void* object = nullptr;
+  std::thread([&] { // a thread that never initialised COM
+    EXPECT_EQ(plat::CoCreateInstance(plat::CLSID_DOMDocument, nullptr, plat::CLSCTX_ALL,
+                                     plat::IXMLDOMDocument::iid, &object),
+              plat::CO_E_NOTINITIALIZED);
+  })
+      .join();
+  EXPECT_EQ(plat::CoInitialize(nullptr), plat::S_FALSE); // counted: the fixture holds one
+  plat::CoUninitialize();
+
+  const plat::CLSID unknown = {0x12345678, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
+  EXPECT_EQ(
+      plat::CoCreateInstance(unknown, nullptr, plat::CLSCTX_ALL, plat::IUnknown::iid, &object),
+      plat::REGDB_E_CLASSNOTREG);
+  EXPECT_EQ(object, nullptr);
+  EXPECT_EQ(plat::CoCreateInstance(plat::CLSID_DOMDocument, nullptr, plat::CLSCTX_ALL,
+                                   plat::IXMLDOMNodeList::iid, &object),
+            plat::E_NOINTERFACE);
+
+  setXpxml(std::nullopt);
+  XmlSupport xml;
+  EXPECT_EQ(xml.createDocument(), plat::S_OK);
+  EXPECT_TRUE(plat::IsEqualGUID(classOf(xml), plat::CLSID_DOMDocument));
+  const std::pair<unsigned int, plat::CLSID> choices[] = {{1, plat::CLSID_DOMDocument02083B4E},
+                                                          {2, plat::CLSID_DOMDocument30},
+                                                          {3, plat::CLSID_DOMDocument}};
+  for (const auto& [value, id] : choices) {
+    setXpxml(value);
+    XmlSupport other;
+    ASSERT_EQ(other.createDocument(), plat::S_OK);
+    EXPECT_TRUE(plat::IsEqualGUID(classOf(other), id)) << value;
+  }
+
+  // Without COM on the thread the failure comes back and nothing changes.
+  plat::CoUninitialize();
+  EXPECT_EQ(xml.createDocument(), plat::CO_E_NOTINITIALIZED);
+  plat::CoInitialize(nullptr);
+  EXPECT_EQ(xmlOf(xml), "<root/>\n");
+}
+
+// With XPXML missing or 0 the name is part of an XPath query; with any other value it is a
+// tag name and the list is live.
+TEST_F(XmlSupportTest, XpxmlPicksHowNamesAreSearched) {
+  XmlSupport xml;
+  ASSERT_EQ(xml.createDocument(), plat::S_OK);
+  ASSERT_EQ(xml.readXml(KELPString("<r><a><b/></a><c><a><b/><b/></a></c></r>")), -1);
+
+  setXpxml(0);
+  NodeList list;
+  plat::LONG count = 0;
+  EXPECT_EQ(xml.getList("a/b", list, count), plat::S_OK);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(thrown([&] { xml.getNodeList("a["); }), plat::E_FAIL);
+
+  setXpxml(3);
+  EXPECT_EQ(xml.getList("a/b", list, count), plat::E_FAIL); // no tag has that name
+  ASSERT_TRUE(list);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(xml.getList("b", list, count), plat::S_OK);
+  EXPECT_EQ(count, 3);
+
+  // The tag-name list shows nodes added later; the iterator keeps the length it read.
+  NodeListIterator iterator(list);
+  EXPECT_EQ(iterator.size(), 3);
+  xml.addAChild(xml.findChild(Element(), "r"), "b");
+  list->get_length(&count);
+  EXPECT_EQ(count, 4);
+  EXPECT_EQ(iterator.size(), 3);
+
+  // From a node inside the document, only what lies below it counts.
+  plat::CComPtr<plat::IXMLDOMNode> c;
+  NodeList cs;
+  ASSERT_EQ(xml.getList("c", cs), plat::S_OK);
+  cs->get_item(0, &c);
+  XmlSupport inner(c);
+  EXPECT_EQ(inner.getList("b", list, count), plat::S_OK);
+  EXPECT_EQ(count, 2);
+  setXpxml(std::nullopt);
+  EXPECT_EQ(inner.getList("b", list, count), plat::S_OK);
+  EXPECT_EQ(count, 2);
+}
+
+TEST_F(XmlSupportTest, WithoutADocumentEveryOperationIsNeutral) {
+  XmlSupport xml;
+  EXPECT_FALSE(xml.loaded(false));
+  EXPECT_TRUE(xml.loaded(true));
+  EXPECT_TRUE(xml.loaded(false)); // a query, not a reset
+  KELPString text("kept");
+  EXPECT_EQ(xml.get_xml(text), plat::E_FAIL);
+  EXPECT_TRUE(text == "kept");
+  EXPECT_EQ(xml.readXml(KELPString("<a/>")), 0);
+  EXPECT_FALSE(xml.addVersion());
+  EXPECT_FALSE(xml.addAChild(Element(), "a"));
+  EXPECT_FALSE(xml.getNodeList("a"));
+  NodeList list;
+  EXPECT_EQ(xml.getList("a", list), plat::E_FAIL);
+  NodeList children;
+  EXPECT_EQ(xml.getChildList(list, children, 0), plat::E_FAIL);
+  EXPECT_EQ(xml.save_ascii(nullptr), plat::E_FAIL);
+  EXPECT_EQ(xml.save_all(nullptr), plat::E_POINTER);
+  EXPECT_EQ(thrown([&] { xml.readXml(static_cast<plat::IStream*>(nullptr)); }), plat::E_POINTER);
+  EXPECT_FALSE(xml.findChild(Element(), "a"));
+  XmlSupport::AttributeMap map;
+  EXPECT_EQ(xml.getAttribMap(list, 0, map), plat::E_FAIL);
+  EXPECT_EQ(xml.getAttributeFromMap(map, "a", nullptr), plat::E_FAIL);
+  xml.write_to(Element(), "a", KELPString("b")); // a null element: nothing happens
+  xml.read_from(Element(), "a", text);
+  EXPECT_TRUE(text == "kept");
+  xml.clear();
+  EXPECT_FALSE(xml.loaded(false));
+
+  // Neither a list nor null is a node.
+  EXPECT_EQ(xml.initializeFromNode(nullptr), plat::E_NOINTERFACE);
+  XmlSupport other;
+  other.createDocument();
+  other.readXml(KELPString("<a/>"));
+  ASSERT_EQ(other.getList("a", list), plat::S_OK);
+  EXPECT_EQ(thrown([&] { other.readXml(static_cast<plat::IStream*>(nullptr)); }),
+            plat::E_INVALIDARG);
+  EXPECT_EQ(other.save_all(nullptr), plat::E_INVALIDARG);
+  EXPECT_EQ(thrown([&] { XmlSupport fromList(static_cast<plat::IUnknown*>(list)); }),
+            plat::E_NOINTERFACE);
+}
+
+TEST_F(XmlSupportTest, MalformedTextLoadsNothingAndThrowsNothing) {
+  XmlSupport xml;
+  ASSERT_EQ(xml.createDocument(), plat::S_OK);
+  const char* const broken[] = {
+      "",
+      "<a>",
+      "<a></b>",
+      "<a x='1' x='2'/>",
+      "<a>&undefined;</a>",
+      "<a/><b/>",
+      "text",
+      "<?xml version='1.0'?><?xml version='1.0'?><a/>",
+      "<a>\x01</a>",
+      "<!DOCTYPE a [<!ENTITY e SYSTEM 'file:///etc/passwd'>]><a>&e;&e</a>"};
+  for (const char* text : broken) {
+    EXPECT_EQ(xml.readXml(KELPString(text)), 0) << text;
+    EXPECT_EQ(xmlOf(xml), "") << text; // a failed load leaves the document empty
+  }
+  // Bytes that aren't in the encoding the stream declares; libxml2 keeps its complaints to
+  // itself.
+  ::testing::internal::CaptureStderr();
+  for (const std::string bytes : {"<?xml version=\"1.0\" encoding=\"UTF-8\"?><a>\xC3\x28</a>",
+                                  "<?xml version=\"1.0\" encoding=\"EUC-JP\"?><a>.\xDB\xDB\xDB</a>",
+                                  "<?xml version=\"1.0\" encoding=\"x-none\"?><a/>"}) {
+    plat::CComPtr<plat::IStream> stream;
+    stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>(bytes.data()),
+                                          static_cast<plat::UINT>(bytes.size())));
+    EXPECT_EQ(xml.readXml(stream), 0) << bytes;
+  }
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  // And the document still works.
+  EXPECT_EQ(xml.readXml(KELPString("<ok/>")), -1);
+  EXPECT_EQ(xmlOf(xml), "<ok/>\n");
+}
+
+TEST_F(XmlSupportTest, StreamsRoundTripTextOutsideAscii) {
+  XmlSupport xml;
+  ASSERT_EQ(xml.createDocument(), plat::S_OK);
+  EXPECT_TRUE(xml.addVersion());
+  const Element root = xml.addAChild(Element(), "wurzel");
+  const Element child = xml.addAChild(root, "kind");
+  const KELPString value = fromUtf8("Grüße, 東京 \xF0\x9F\x98\x80 <&\"'>");
+  xml.write_to(child, "text", value);
+  EXPECT_EQ(xmlOf(xml), "<?xml version=\"1.1\"?>\n<wurzel>\n  <kind text=\"Grüße, 東京 😀 "
+                        "&lt;&amp;&quot;'&gt;\"/>\n</wurzel>\n");
+
+  plat::CComPtr<plat::IStream> stream;
+  stream.Attach(plat::SHCreateMemStream(nullptr, 0));
+  ASSERT_EQ(xml.save_all(stream), plat::S_OK);
+  // Read from the stream's start although the save left it at the end.
+  XmlSupport copy;
+  ASSERT_EQ(copy.createDocument(), plat::S_OK);
+  ASSERT_EQ(copy.readXml(stream), -1);
+  KELPString read("untouched");
+  copy.read_from(copy.findChild(copy.findChild(Element(), "wurzel"), "kind"), "text", read);
+  EXPECT_EQ(utf8(read), utf8(value));
+  EXPECT_EQ(xmlOf(copy), xmlOf(xml));
+}
+
+// A document declared in ISO-8859-1 is saved in it, with references for what it can't hold;
+// files are read and written at paths in the library's form.
+TEST_F(XmlSupportTest, FilesKeepTheDeclaredEncoding) {
+  plat::CComPtr<plat::IXMLDOMDocument> document;
+  ASSERT_EQ(plat::CoCreateInstance(plat::CLSID_DOMDocument30, nullptr, plat::CLSCTX_ALL,
+                                   plat::IXMLDOMDocument::iid, reinterpret_cast<void**>(&document)),
+            plat::S_OK);
+  XmlSupport xml(document);
+  ASSERT_EQ(xml.readXml(fromUtf8("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\r\n"
+                                 "<preis währung=\"€\">é</preis>")),
+            -1);
+  plat::VARIANT path;
+  plat::VariantInit(&path);
+  path.vt = plat::VT_BSTR;
+  KELPString(wide(scratch.library("latin1 ü.xml"))).createBSTR(&path.bstrVal);
+  ASSERT_EQ(document->save(path), plat::S_OK);
+  EXPECT_EQ(scratch.read("latin1 ü.xml"), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"
+                                          "<preis w\xE4hrung=\"&#8364;\">\xE9</preis>\n");
+
+  plat::CComPtr<plat::IXMLDOMDocument> again;
+  ASSERT_EQ(plat::CoCreateInstance(plat::CLSID_DOMDocument, nullptr, plat::CLSCTX_ALL,
+                                   plat::IXMLDOMDocument::iid, reinterpret_cast<void**>(&again)),
+            plat::S_OK);
+  plat::VARIANT_BOOL success = plat::VARIANT_FALSE;
+  ASSERT_EQ(again->load(path, &success), plat::S_OK);
+  EXPECT_EQ(success, plat::VARIANT_TRUE);
+  XmlSupport reread(again);
+  EXPECT_EQ(xmlOf(reread), xmlOf(xml));
+
+  // A missing file or directory is a failed load, not a failed call; writing there fails.
+  plat::VariantClear(&path);
+  path.vt = plat::VT_BSTR;
+  KELPString(wide(scratch.library("missing\\x.xml"))).createBSTR(&path.bstrVal);
+  EXPECT_EQ(again->load(path, &success), plat::S_FALSE);
+  EXPECT_EQ(success, plat::VARIANT_FALSE);
+  EXPECT_EQ(document->save(path), static_cast<plat::HRESULT>(0x80070003));
+  plat::VariantClear(&path);
+
+  // An encoding nobody knows can't be written.
+  ASSERT_EQ(xml.readXml(KELPString("<?xml version=\"1.0\" encoding=\"x-none\"?><a/>")), -1);
+  plat::CComPtr<plat::IStream> stream;
+  stream.Attach(plat::SHCreateMemStream(nullptr, 0));
+  EXPECT_EQ(xml.save_ascii(stream), plat::E_FAIL);
+}
+
+TEST_F(XmlSupportTest, TreeOperations) {
+  XmlSupport xml;
+  ASSERT_EQ(xml.createDocument(), plat::S_OK);
+  const Element root = xml.addAChild(Element(), "r");
+  // A second root element is refused by the DOM, and the refusal is thrown.
+  EXPECT_EQ(thrown([&] { xml.addAChild(Element(), "second"); }), plat::E_FAIL);
+  EXPECT_EQ(thrown([&] { xml.addAChild(root, "no name"); }), plat::E_FAIL);
+  EXPECT_EQ(xml.addVersion(), true); // after the root: it doesn't come first
+  EXPECT_EQ(xmlOf(xml), "<r/>\n<?xml version=\"1.1\"?>\n");
+
+  const Element first = xml.addAChild(root, "same");
+  xml.write_to(first, "n", KELPString("1"));
+  const Element second = xml.addAChild(root, "same");
+  xml.write_to(second, "n", KELPString("2"));
+  const Element found = xml.findChild(root, "same");
+  EXPECT_EQ(static_cast<plat::IXMLDOMElement*>(found), static_cast<plat::IXMLDOMElement*>(first));
+  EXPECT_FALSE(xml.findChild(root, "other"));
+  EXPECT_FALSE(xml.findChild(first, "n")); // attributes aren't children
+
+  // A matching child that isn't an element gives null.
+  XmlSupport mixed;
+  mixed.createDocument();
+  mixed.readXml(KELPString("<m><?same x?><same/></m>"));
+  EXPECT_FALSE(mixed.findChild(mixed.findChild(Element(), "m"), "same"));
+
+  // Attribute maps through lists, and a node taken from another document's list.
+  NodeList list;
+  ASSERT_EQ(xml.getList("same", list), plat::S_OK);
+  XmlSupport::AttributeMap map;
+  ASSERT_EQ(xml.getAttribMap(list, 1, map), plat::S_OK);
+  plat::VARIANT value;
+  plat::VariantInit(&value);
+  ASSERT_EQ(xml.getAttributeFromMap(map, "n", &value), plat::S_OK);
+  ASSERT_EQ(value.vt, plat::VT_BSTR);
+  EXPECT_EQ(take(value.bstrVal), "2");
+  value.vt = plat::VT_I4;
+  value.lVal = 9;
+  EXPECT_EQ(xml.getAttributeFromMap(map, "missing", &value), plat::E_FAIL);
+  EXPECT_EQ(value.lVal, 9);
+  EXPECT_EQ(thrown([&] { xml.getAttribMap(list, 5, map); }), plat::E_FAIL);
+
+  NodeList children;
+  EXPECT_EQ(xml.getChildList(list, children, 0), plat::S_OK);
+  plat::LONG count = -1;
+  children->get_length(&count);
+  EXPECT_EQ(count, 0);
+  NodeList none;
+  ASSERT_EQ(mixed.getList("nothing", none), plat::S_OK);
+  EXPECT_EQ(mixed.getAttribMap(none, 0, map), plat::E_FAIL);
+
+  // A node of another document can't be moved in.
+  plat::CComPtr<plat::IXMLDOMNode> foreign;
+  NodeList ms;
+  mixed.getList("m", ms);
+  ms->get_item(0, &foreign);
+  plat::CComPtr<plat::IXMLDOMNode> added;
+  EXPECT_EQ(root->appendChild(foreign, &added), plat::E_FAIL);
+  // Nor can a node go below itself.
+  EXPECT_EQ(first->appendChild(root, &added), plat::E_FAIL);
+  EXPECT_EQ(root->appendChild(first, &added), plat::S_OK); // moved to the end
+  EXPECT_EQ(xmlOf(xml),
+            "<r>\n  <same n=\"2\"/>\n  <same n=\"1\"/>\n</r>\n<?xml version=\"1.1\"?>\n");
+}
+
+TEST_F(XmlSupportTest, TypedAttributesReadBackAsWritten) {
+  XmlSupport xml;
+  ASSERT_EQ(xml.createDocument(), plat::S_OK);
+  const Element e = xml.addAChild(Element(), "e");
+  xml.write_to(e, "yes", true);
+  xml.write_to(e, "no", false);
+  xml.write_to(e, "long", static_cast<plat::LONG>(-2147483647 - 1));
+  xml.write_to(e, "float", 0.1F);
+  xml.write_to(e, "double", 1.0 / 3);
+  plat::VARIANT flag;
+  plat::VariantInit(&flag);
+  flag.vt = plat::VT_BOOL;
+  flag.boolVal = plat::VARIANT_TRUE;
+  xml.write_to(e, "variant", flag);
+  flag.vt = plat::VT_DATE; // the DOM can't turn a date into text: nothing is written
+  xml.write_to(e, "date", flag);
+
+  KELPString text;
+  xml.read_from(e, "yes", text);
+  EXPECT_TRUE(text == "1");
+  xml.read_from(e, "no", text);
+  EXPECT_TRUE(text == "0");
+  xml.read_from(e, "variant", text);
+  EXPECT_TRUE(text == "-1");
+  text = "kept";
+  xml.read_from(e, "date", text);
+  EXPECT_TRUE(text == "kept");
+  EXPECT_TRUE(XmlSupport::boolToKelpString(2) == "True");
+  EXPECT_TRUE(XmlSupport::boolToKelpString(0) == "False");
+
+  NodeList list;
+  ASSERT_EQ(xml.getList("e", list), plat::S_OK);
+  NodeListIterator iterator(list);
+  plat::LONG number = 0;
+  float single = 0;
+  double real = 0;
+  bool yes = false;
+  bool no = true;
+  EXPECT_TRUE(iterator.read("long", number));
+  EXPECT_EQ(number, -2147483647 - 1);
+  EXPECT_TRUE(iterator.read("float", single));
+  EXPECT_EQ(single, 0.1F);
+  EXPECT_TRUE(iterator.read("double", real));
+  EXPECT_NEAR(real, 1.0 / 3, 1e-15);
+  EXPECT_TRUE(iterator.read("yes", yes));
+  EXPECT_TRUE(iterator.read("no", no));
+  EXPECT_TRUE(yes);
+  EXPECT_FALSE(no);
+}
+
+} // namespace

@@ -1,0 +1,72 @@
+#ifndef BASALT_TESTS_DATA_XML_TEST_SUPPORT_H
+#define BASALT_TESTS_DATA_XML_TEST_SUPPORT_H
+
+// COM brought up for each test, a registry of the test's own for XPXML, and short ways to
+// turn the DOM's automation strings into UTF-8.
+
+#include "../support/registry_sandbox.h"
+#include "../support/scratch_directory.h"
+#include "basalt/data/xml_support.h"
+#include "basalt/platform/automation_strings.h"
+#include "basalt/platform/com.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+
+namespace basalt::test {
+
+namespace plat = basalt::platform;
+
+class XmlTest : public ::testing::Test {
+protected:
+  void SetUp() override { ASSERT_EQ(plat::CoInitialize(nullptr), plat::S_OK); }
+  void TearDown() override { plat::CoUninitialize(); }
+
+  // XPXML as a DWORD, or no value at all.
+  void setXpxml(std::optional<unsigned int> value) {
+    char line[64] = "";
+    if (value) {
+      std::snprintf(line, sizeof line, "\"XPXML\"=dword:%08x\n", *value);
+    }
+    const std::string name = "xpxml" + std::to_string(++configurations) + ".reg";
+    registry.write(name, std::string("Windows Registry Editor Version 5.00\n\n") +
+                             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Lowmarsh Software\\Remote Cube "
+                             "Services]\n" +
+                             line);
+    registry.useSources(name);
+  }
+
+  testing::RegistrySandbox registry;
+  ScratchDirectory scratch;
+
+private:
+  int configurations = 0;
+};
+
+inline std::string utf8(const KELPString& text) {
+  return narrow(text);
+}
+
+// The automation string as UTF-8; frees it.
+inline std::string take(plat::BSTR text) {
+  std::string result = narrow(Units(text, plat::SysStringLen(text)));
+  plat::SysFreeString(text);
+  return result;
+}
+
+inline KELPString fromUtf8(const std::string& text) {
+  return KELPString(wide(text));
+}
+
+// The document as text, through XmlSupport.
+inline std::string xmlOf(XmlSupport& xml) {
+  KELPString text;
+  EXPECT_EQ(xml.get_xml(text), plat::S_OK);
+  return utf8(text);
+}
+
+} // namespace basalt::test
+
+#endif
