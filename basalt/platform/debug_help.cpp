@@ -266,24 +266,31 @@ DWORD64 returnAddressAt(PREAD_PROCESS_MEMORY_ROUTINE readMemory,
   return address && isCode(getModuleBase, process, *address) ? *address : 0;
 }
 
-// Whether the return address comes right after a direct call of code at or below pc, no
-// further than a function's length: then pc's function was called from there and has not
-// pushed a frame of its own, as a leaf compiled without a frame pointer never does.
+// Whether the return address comes right after a call that may have led to pc: a direct
+// call of code at or below pc, no further than a function's length, or a call through a
+// register or memory, whose target can't be known. Then pc's function has not pushed a frame
+// of its own, as a leaf compiled without a frame pointer never does.
 bool calledFrom(PREAD_PROCESS_MEMORY_ROUTINE readMemory, HANDLE process, DWORD64 returnAddress,
                 DWORD64 pc) {
-  constexpr DWORD64 callLength = 5;
+  constexpr DWORD64 callLength = 6; // the longest form looked at: call *disp32(%rip)
   constexpr DWORD64 longestFunction = 1 << 20;
   unsigned char call[callLength] = {};
   DWORD got = 0;
   if (returnAddress < callLength ||
       readMemory(process, returnAddress - callLength, call, sizeof call, &got) == FALSE ||
-      got != sizeof call || call[0] != 0xE8) {
+      got != sizeof call) {
     return false;
   }
-  std::int32_t offset = 0;
-  std::memcpy(&offset, call + 1, sizeof offset);
-  const DWORD64 target = returnAddress + static_cast<DWORD64>(static_cast<std::int64_t>(offset));
-  return target <= pc && pc - target < longestFunction;
+  if (call[1] == 0xE8) {
+    std::int32_t offset = 0;
+    std::memcpy(&offset, call + 2, sizeof offset);
+    const DWORD64 target = returnAddress + static_cast<DWORD64>(static_cast<std::int64_t>(offset));
+    return target <= pc && pc - target < longestFunction;
+  }
+  // FF /2: call *%reg (FF D0+r), call *(%reg) (FF 10+r), call *disp8(%reg) (FF 50+r ..),
+  // call *disp32(%rip) (FF 15 ..).
+  return (call[4] == 0xFF && ((call[5] & 0xF8) == 0xD0 || (call[5] & 0xF8) == 0x10)) ||
+         (call[3] == 0xFF && (call[4] & 0xF8) == 0x50) || (call[0] == 0xFF && call[1] == 0x15);
 }
 
 // Cuts the parameter list and what follows it from a demangled function name.

@@ -4,9 +4,9 @@
 //
 //   crash_probe <fault> <where> [times]
 //
-// fault: null-write, divide, illegal, null-call, raise. where: main (the loading thread),
-// attached (a new thread that runs the entry point's thread attach), plain (a new thread that
-// doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught.
+// fault: null-write, indirect-write, divide, illegal, null-call, raise. where: main (the loading
+// thread), attached (a new thread that runs the entry point's thread attach), plain (a new thread
+// that doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught.
 
 #include "basalt/errors/any_error.h"
 #include "basalt/frame/library_entry.h"
@@ -47,10 +47,15 @@ PROBE_FAULT void raiseSignal() {
   std::raise(SIGSEGV);
 }
 
+// Through a pointer, so that the call gives the walk no target to check.
+void (*volatile indirectWrite)(volatile int*) = writeThroughNull;
+
 // Two frames between the catch and the fault, kept from being folded away.
 __attribute__((noinline)) void faultBelow(const std::string& kind) {
   if (kind == "null-write") {
     writeThroughNull(nullptr);
+  } else if (kind == "indirect-write") {
+    indirectWrite(nullptr);
   } else if (kind == "divide") {
     std::printf("quotient %d\n", divideByZero(0));
   } else if (kind == "illegal") {

@@ -62,6 +62,7 @@ TEST_F(CrashReportTest, FaultsBecomeAnyErrorsAndAppendReportsThatNameTheFaulting
   setDoTrace("dword:00000001");
   const std::vector<std::pair<std::string, std::string>> faults = {
       {"null-write", "writeThroughNull(int volatile*)"},
+      {"indirect-write", "writeThroughNull(int volatile*)"},
       {"divide", "divideByZero(int)"},
       {"illegal", "executeIllegalInstruction()"}};
   for (const auto& [fault, declaration] : faults) {
