@@ -115,11 +115,12 @@ void showCrashTranslation() {
     std::printf("no report in %s\n", report.c_str());
     return;
   }
-  std::printf("the head of its report in %s:\n", report.c_str());
+  std::printf("the frames of its report in %s:\n", report.c_str());
   std::istringstream lines(contents);
-  std::string line;
-  for (int count = 0; count < 12 && std::getline(lines, line); ++count) {
-    std::printf("  %s\n", line.c_str());
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("Symbol:  ") != std::string::npos) {
+      std::printf("  %s\n", line.c_str() + line.find_first_not_of(' '));
+    }
   }
 }
 

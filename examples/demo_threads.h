@@ -8,7 +8,7 @@ namespace demo {
 void showThreadPool();
 
 // Faults on a thread that the library started, with tracing switched on by the sample
-// registry: the fault arrives as an error, and the stack report's head is printed.
+// registry: the fault arrives as an error, and the frames of its stack report are printed.
 void showCrashTranslation();
 
 } // namespace demo
