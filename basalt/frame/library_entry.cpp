@@ -6,6 +6,7 @@
 #include "basalt/frame/static_objects.h"
 #include "basalt/platform/jtc_thread.h"
 #include "basalt/platform/orb.h"
+#include "basalt/platform/registry_store.h"
 
 #include <exception>
 #include <new>
@@ -83,6 +84,7 @@ __attribute__((constructor)) void onLibraryLoad() {
 __attribute__((destructor)) void onLibraryUnload() {
   basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_DETACH, nullptr);
   basalt::frame::runExitList();
+  basalt::platform::releaseRegistry();
 }
 
 } // namespace

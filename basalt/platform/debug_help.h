@@ -71,7 +71,7 @@ struct IMAGEHLP_SYMBOL {
 };
 
 // 1 "COFF": the file's full symbol table; 4 "exported": only its dynamic symbols; 0: none.
-enum SYM_TYPE { SymNone, SymCoff, SymCv, SymPdb, SymExport, SymDeferred, SymSym };
+enum SYM_TYPE : int { SymNone, SymCoff, SymCv, SymPdb, SymExport, SymDeferred, SymSym };
 
 // TimeDateStamp is the file's modification time, in seconds since 1970.
 struct IMAGEHLP_MODULE {

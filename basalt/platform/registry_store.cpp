@@ -5,6 +5,7 @@
 #include "basalt/platform/locale.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -263,10 +264,21 @@ private:
 
 } // namespace
 
+// Made on first use and freed only by releaseRegistry, so that the registry can be read
+// until the last step of unloading.
+std::atomic<RegistryStore*> storeInstance{nullptr};
+
 RegistryStore& store() {
-  // Never destroyed, so that the registry can still be read while the library unloads.
-  static auto* store = new RegistryStore;
-  return *store;
+  static RegistryStore* const made = [] {
+    auto* instance = new RegistryStore;
+    storeInstance.store(instance);
+    return instance;
+  }();
+  return *made;
+}
+
+void releaseRegistry() {
+  delete storeInstance.exchange(nullptr);
 }
 
 std::shared_ptr<const RegistryTree> currentRegistry() {

@@ -28,6 +28,10 @@ constexpr DWORD registryFileUnreadableEvent = 2;
 // size or identity has changed, and an unchanged set of files gives the same tree.
 std::shared_ptr<const RegistryTree> currentRegistry();
 
+// Frees what currentRegistry keeps. The library's very last step when it is unloaded: nothing
+// may read the registry afterwards.
+void releaseRegistry();
+
 // One source of the registry and what was wrong with it: the lines that were skipped, in
 // line order, or one problem with line 0 when the file gave nothing.
 struct RegistrySource {

@@ -33,7 +33,7 @@ public:
   void* work(void* arg) override {
     gate.wait();
     ran = self() == this;
-    return static_cast<int*>(arg) + 1;
+    return arg != nullptr ? static_cast<int*>(arg) + 1 : nullptr;
   }
   std::atomic<bool> ran{false};
 
