@@ -125,8 +125,8 @@ TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryAndOnlyYesOverwrit
 // than four, units above 0x7FFF and a repeated name must still sort and match unit by unit.
 TEST(LogConfiguration, NameTablesOrderAndMatchByCodeUnitBeyondTheFirstFour) {
   const std::vector<std::u16string> names = {
-      u"Synchronization", u"Sync", u"Synchron", u"Syn", u"S", u"Synchronisation", u"\uFF21",
-      u"Sync\uFF21", u"Syncb", u"SyncB", u"", u"Sync"};
+      u"Synchronization", u"Sync",       u"Synchron", u"Syn",   u"S", u"Synchronisation",
+      u"\uFF21",          u"Sync\uFF21", u"Syncb",    u"SyncB", u"",  u"Sync"};
   basalt::LogApp app(KELPString("M"));
   app.verbosity = CoreLog::VerbosityWarning;
   int verbosity = 0;
