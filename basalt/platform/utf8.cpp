@@ -1,5 +1,8 @@
 #include "basalt/platform/utf8.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace basalt::platform::utf8 {
 
 std::size_t decode(const unsigned char* bytes, std::size_t available, WCHAR units[2],
@@ -57,6 +60,19 @@ void append(std::string& out, const WCHAR* units, std::size_t count) {
   out.resize(start + 3 * count);
   char* next = out.data() + start;
   for (std::size_t i = 0; i < count; ++i) {
+    // Four 7-bit units at a time, the usual case.
+    for (std::uint64_t four = 0; i + 4 <= count; i += 4, next += 4) {
+      std::memcpy(&four, units + i, sizeof four);
+      if ((four & 0xFF80FF80FF80FF80U) != 0) {
+        break;
+      }
+      for (int unit = 0; unit < 4; ++unit) {
+        next[unit] = static_cast<char>(four >> (16 * unit));
+      }
+    }
+    if (i == count) {
+      break;
+    }
     char32_t code = units[i];
     if (code < 0x80) {
       *next++ = static_cast<char>(code);

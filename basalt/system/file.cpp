@@ -61,21 +61,25 @@ void File::writeLine(const KELPString& text) {
   // threads sharing a file never interleave. The text stops at its first zero unit, and the
   // line end behind one is cut off with the rest. A line of usual length is copied on the
   // stack.
-  if (text.Base::find(static_cast<unsigned short>(0)) != KELPString::npos) {
-    plat::fputws(text.c_str(), stream);
-  } else {
-    std::array<unsigned short, 512> local;
-    std::basic_string<unsigned short> heap;
-    unsigned short* line = local.data();
-    if (text.size() + 2 > local.size()) {
-      heap.resize(text.size() + 2);
-      line = heap.data();
-    }
-    std::copy(text.begin(), text.end(), line);
-    line[text.size()] = lineEnd;
-    line[text.size() + 1] = 0;
-    plat::fputws(line, stream);
+  std::array<unsigned short, 512> local;
+  std::basic_string<unsigned short> heap;
+  unsigned short* line = local.data();
+  if (text.size() + 2 > local.size()) {
+    heap.resize(text.size() + 2);
+    line = heap.data();
   }
+  std::size_t length = 0;
+  for (const unsigned short unit : text) {
+    if (unit == 0) {
+      break;
+    }
+    line[length++] = unit;
+  }
+  if (length == text.size()) {
+    line[length++] = lineEnd;
+  }
+  line[length] = 0;
+  plat::fputws(line, stream);
   plat::fflush(stream);
 }
 
