@@ -63,6 +63,18 @@ protected:
     ASSERT_EQ(success, plat::VARIANT_TRUE);
   }
 
+  // Loads the bytes through a memory stream, as a client hands over a file's contents.
+  plat::HRESULT loadBytes(const std::string& bytes, plat::VARIANT_BOOL* success) {
+    CComPtr<plat::IStream> stream;
+    stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>(bytes.data()),
+                                          static_cast<plat::UINT>(bytes.size())));
+    plat::VARIANT source;
+    plat::VariantInit(&source);
+    source.vt = plat::VT_UNKNOWN;
+    source.punkVal = stream;
+    return doc->load(source, success);
+  }
+
   CComPtr<plat::IXMLDOMNode> first(const std::string& query) {
     CComPtr<plat::IXMLDOMNodeList> list;
     EXPECT_EQ(doc->selectNodes(Text(query), &list), plat::S_OK) << query;
@@ -182,15 +194,8 @@ TEST_F(XmlDom, LoadsOtherEncodingsAndKeepsTheirDeclaration) {
     bytes += static_cast<char>(unit & 0xFF);
     bytes += static_cast<char>(unit >> 8);
   }
-  CComPtr<plat::IStream> stream;
-  stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>(bytes.data()),
-                                        static_cast<plat::UINT>(bytes.size())));
-  plat::VARIANT source;
-  plat::VariantInit(&source);
-  source.vt = plat::VT_UNKNOWN;
-  source.punkVal = stream;
   plat::VARIANT_BOOL success = plat::VARIANT_FALSE;
-  ASSERT_EQ(doc->load(source, &success), plat::S_OK);
+  ASSERT_EQ(loadBytes(bytes, &success), plat::S_OK);
   ASSERT_EQ(success, plat::VARIANT_TRUE);
   CComPtr<plat::IXMLDOMNode> declaration = first("/processing-instruction('xml')");
   ASSERT_TRUE(declaration);
@@ -237,15 +242,8 @@ void clientHandler(void* /*context*/, const char* /*format*/, ...) {
 TEST_F(XmlDom, LeavesTheClientsLibxml2HandlerAlone) {
   xmlSetGenericErrorFunc(nullptr, clientHandler);
   const std::string bytes = "<?xml version=\"1.0\" encoding=\"EUC-JP\"?><a>\xDB\xDB\xDB</a>";
-  CComPtr<plat::IStream> stream;
-  stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>(bytes.data()),
-                                        static_cast<plat::UINT>(bytes.size())));
-  plat::VARIANT source;
-  plat::VariantInit(&source);
-  source.vt = plat::VT_UNKNOWN;
-  source.punkVal = stream;
   plat::VARIANT_BOOL success = plat::VARIANT_TRUE;
-  EXPECT_EQ(doc->load(source, &success), plat::S_FALSE);
+  EXPECT_EQ(loadBytes(bytes, &success), plat::S_FALSE);
   EXPECT_EQ(clientErrors, 0); // libxml2 would have told it of the bad bytes
   EXPECT_EQ(xmlGenericError, clientHandler);
   xmlSetGenericErrorFunc(nullptr, nullptr);
