@@ -207,6 +207,9 @@ TEST_F(XmlDom, LoadsOtherEncodingsAndKeepsTheirDeclaration) {
   // Saved again in UTF-16, and it loads as it was.
   CComPtr<plat::IStream> out;
   out.Attach(plat::SHCreateMemStream(nullptr, 0));
+  plat::VARIANT source;
+  plat::VariantInit(&source);
+  source.vt = plat::VT_UNKNOWN;
   source.punkVal = out;
   ASSERT_EQ(doc->save(source), plat::S_OK);
   out->Seek(0, plat::STREAM_SEEK_SET, nullptr);
