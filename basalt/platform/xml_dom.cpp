@@ -1008,6 +1008,11 @@ HRESULT DomDocument::save(VARIANT destination) {
   if (!serialise(node(), encoding.empty() ? "UTF-8" : encoding.c_str(), bytes)) {
     return E_FAIL;
   }
+  // An encoding in which the declaration itself comes out unreadable (UTF-7 writes "<" as
+  // "+ADw-") would make a file that no parser reads back: refused like an unknown one.
+  if (!encoding.empty() && declarationOf(bytes.data(), bytes.size()).empty()) {
+    return E_FAIL;
+  }
   if (destination.vt == VT_BSTR) {
     return writeFile(toOsPath(destination.bstrVal), bytes);
   }
