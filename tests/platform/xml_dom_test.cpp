@@ -63,16 +63,21 @@ protected:
     ASSERT_EQ(success, plat::VARIANT_TRUE);
   }
 
+  // A load source or save target; the caller keeps the stream.
+  static plat::VARIANT streamVariant(plat::IStream* stream) {
+    plat::VARIANT variant;
+    plat::VariantInit(&variant);
+    variant.vt = plat::VT_UNKNOWN;
+    variant.punkVal = stream;
+    return variant;
+  }
+
   // Loads the bytes through a memory stream, as a client hands over a file's contents.
   plat::HRESULT loadBytes(const std::string& bytes, plat::VARIANT_BOOL* success) {
     CComPtr<plat::IStream> stream;
     stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>(bytes.data()),
                                           static_cast<plat::UINT>(bytes.size())));
-    plat::VARIANT source;
-    plat::VariantInit(&source);
-    source.vt = plat::VT_UNKNOWN;
-    source.punkVal = stream;
-    return doc->load(source, success);
+    return doc->load(streamVariant(stream), success);
   }
 
   CComPtr<plat::IXMLDOMNode> first(const std::string& query) {
@@ -207,10 +212,7 @@ TEST_F(XmlDom, LoadsOtherEncodingsAndKeepsTheirDeclaration) {
   // Saved again in UTF-16, and it loads as it was.
   CComPtr<plat::IStream> out;
   out.Attach(plat::SHCreateMemStream(nullptr, 0));
-  plat::VARIANT source;
-  plat::VariantInit(&source);
-  source.vt = plat::VT_UNKNOWN;
-  source.punkVal = out;
+  plat::VARIANT source = streamVariant(out);
   ASSERT_EQ(doc->save(source), plat::S_OK);
   out->Seek(0, plat::STREAM_SEEK_SET, nullptr);
   char head[4] = {};
@@ -251,11 +253,7 @@ TEST_F(XmlDom, SavesOnlyInEncodingsThatReadBack) {
   ASSERT_EQ(success, plat::VARIANT_TRUE);
   CComPtr<plat::IStream> out;
   out.Attach(plat::SHCreateMemStream(nullptr, 0));
-  plat::VARIANT target;
-  plat::VariantInit(&target);
-  target.vt = plat::VT_UNKNOWN;
-  target.punkVal = out;
-  EXPECT_EQ(doc->save(target), plat::E_FAIL);
+  EXPECT_EQ(doc->save(streamVariant(out)), plat::E_FAIL);
   out->Seek(0, plat::STREAM_SEEK_SET, nullptr);
   char byte = 0;
   plat::ULONG got = 1;
