@@ -113,14 +113,10 @@ std::string tempPath() {
 
 TEST(GetTempPathW, TmpDirCountsWhenItIsADirectory) {
   ScratchDirectory dir;
-  {
-    const EnvironmentVariable variable("TMPDIR", dir.os("").c_str());
-    EXPECT_EQ(tempPath(), dir.library(""));
-  }
-  {
-    // Without its closing '/', the closing '\' comes anyway.
-    const EnvironmentVariable variable("TMPDIR", dir.path().c_str());
-    EXPECT_EQ(tempPath(), dir.library(""));
+  // Without its closing '/', the closing '\' comes anyway.
+  for (const std::string& usable : {dir.os(""), dir.path().string()}) {
+    const EnvironmentVariable variable("TMPDIR", usable.c_str());
+    EXPECT_EQ(tempPath(), dir.library("")) << usable;
   }
   dir.write("file", "");
   const std::string file = dir.os("file");

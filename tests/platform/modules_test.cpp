@@ -119,12 +119,10 @@ TEST(GetModuleHandleW, LibraryNameFindsTheSharedLibraryOnceLoadedAndElseTheCodeI
   // Linked into this test, the library's code lives in the executable. (Once loaded, the
   // shared library stays: dlclose can't unload it.)
   if (loadedHandle(shared.c_str()) == nullptr) {
-    EXPECT_EQ(handleOf("basalt"), plat::GetModuleHandleW(nullptr));
     EXPECT_EQ(handleOf("basalt.dll"), plat::GetModuleHandleW(nullptr));
   }
   void* library = ::dlopen(shared.c_str(), RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << ::dlerror();
-  EXPECT_EQ(handleOf("basalt"), library);
   EXPECT_EQ(handleOf("basalt.dll"), library);
   EXPECT_EQ(handleOf("libbasalt.so"), library);
   EXPECT_EQ(fileNameOf(library), libraryForm(shared));
@@ -289,7 +287,6 @@ TEST(LoadLibrary, ThreadsShareOneCountedModule) {
   const plat::HMODULE held = load(path);
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
-  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 500; ++i) {
