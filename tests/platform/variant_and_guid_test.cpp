@@ -19,15 +19,13 @@ plat::VARIANT textVariant() {
   return variant;
 }
 
-TEST(Variant, ClearReleasesTheStringAndEmpties) {
-  plat::VARIANT variant = textVariant();
-  EXPECT_EQ(plat::VariantClear(&variant), plat::S_OK);
-  EXPECT_EQ(variant.vt, plat::VT_EMPTY);
-  EXPECT_EQ(variant.bstrVal, nullptr);
+TEST(Variant, ClearEmptiesAndChangeTypeMakesDoublesOfNumbersOnly) {
+  plat::VARIANT cleared = textVariant();
+  EXPECT_EQ(plat::VariantClear(&cleared), plat::S_OK);
+  EXPECT_EQ(cleared.vt, plat::VT_EMPTY);
+  EXPECT_EQ(cleared.bstrVal, nullptr);
   EXPECT_EQ(plat::VariantClear(nullptr), plat::E_INVALIDARG);
-}
 
-TEST(Variant, ChangeTypeMakesDoublesOfNumbersOnly) {
   plat::VARIANT variant;
   plat::VariantInit(&variant);
   variant.vt = plat::VT_I2;
