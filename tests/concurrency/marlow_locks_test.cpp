@@ -23,8 +23,27 @@ using basalt::MarlowRecursiveMutex;
 using basalt::MarlowSynchronized;
 using basalt::MarlowVerboseSynchronized;
 
-template <class TryTake> bool freeForOthers(TryTake tryTake) {
-  return std::async(std::launch::async, tryTake).get();
+// Which of the three locks another thread can take at this moment.
+std::string freeForOthers(MarlowMutex& mutex, MarlowRecursiveMutex& recursive,
+                          MarlowMonitor& monitor) {
+  return std::async(std::launch::async,
+                    [&] {
+                      std::string free;
+                      if (plat::TryEnterCriticalSection(mutex.criticalSection())) {
+                        plat::LeaveCriticalSection(mutex.criticalSection());
+                        free += "mutex ";
+                      }
+                      if (recursive.trylock()) {
+                        recursive.unlock();
+                        free += "recursive ";
+                      }
+                      if (monitor.lock(true)) {
+                        monitor.unlock();
+                        free += "monitor";
+                      }
+                      return free;
+                    })
+      .get();
 }
 
 // Each kind of guard holds its lock for the scope, re-entered or not, and releases it also
@@ -33,43 +52,18 @@ TEST(MarlowSynchronized, EveryKindReleasesItsOwnLock) {
   MarlowMutex mutex;
   MarlowRecursiveMutex recursive;
   MarlowMonitor monitor;
-  const auto mutexFree = [&] {
-    if (!plat::TryEnterCriticalSection(mutex.criticalSection())) {
-      return false;
-    }
-    plat::LeaveCriticalSection(mutex.criticalSection());
-    return true;
-  };
-  const auto recursiveFree = [&] {
-    if (!recursive.trylock()) {
-      return false;
-    }
-    recursive.unlock();
-    return true;
-  };
-  const auto monitorFree = [&] {
-    if (!monitor.lock(true)) {
-      return false;
-    }
-    monitor.unlock();
-    return true;
-  };
   EXPECT_THROW(
       {
         MarlowSynchronized a(mutex);
         MarlowSynchronized b(recursive);
         MarlowSynchronized c(monitor);
         MarlowSynchronized again(monitor);
-        EXPECT_FALSE(freeForOthers(mutexFree));
-        EXPECT_FALSE(freeForOthers(recursiveFree));
-        EXPECT_FALSE(freeForOthers(monitorFree));
+        EXPECT_EQ(freeForOthers(mutex, recursive, monitor), "");
         monitor.wait(0); // the guard's hold is the monitor's own lock
         throw std::runtime_error("leaves the scope");
       },
       std::runtime_error);
-  EXPECT_TRUE(freeForOthers(mutexFree));
-  EXPECT_TRUE(freeForOthers(recursiveFree));
-  EXPECT_TRUE(freeForOthers(monitorFree));
+  EXPECT_EQ(freeForOthers(mutex, recursive, monitor), "mutex recursive monitor");
   // The thread library's errors reach the caller unchanged.
   EXPECT_THROW(monitor.notify(), plat::JTCIllegalMonitorStateException);
 }
@@ -128,7 +122,6 @@ TEST_F(VerboseLog, RecordsAskingHoldingAndReleasingWithTheThreadAndName) {
   MarlowMutex mutex;
   const std::string self = std::to_string(plat::GetCurrentThreadId()).substr(0, 8);
   std::string other;
-  std::promise<void> asked;
   std::thread waiter;
   {
     MarlowVerboseSynchronized outer(mutex, "tables");
@@ -145,20 +138,14 @@ TEST_F(VerboseLog, RecordsAskingHoldingAndReleasingWithTheThreadAndName) {
     }
   }
   waiter.join();
-  const std::vector<std::string> expected = {
-      "SUPPORT: thread " + self + " asks for lock tables",
-      "SUPPORT: thread " + self + " holds lock tables",
-      "SUPPORT: thread " + self + " asks for lock ",
-      "SUPPORT: thread " + self + " holds lock ",
-      "SUPPORT: thread " + self + " releases lock ",
+  const auto line = [](const std::string& thread, const std::string& what) {
+    return "SUPPORT: thread " + thread + " " + what + " lock ";
   };
-  std::vector<std::string> lines = texts();
-  ASSERT_EQ(lines.size(), 9u);
-  EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + 5), expected);
-  EXPECT_EQ(lines[5], "SUPPORT: thread " + other + " asks for lock ");
-  EXPECT_EQ(lines[6], "SUPPORT: thread " + self + " releases lock tables");
-  EXPECT_EQ(lines[7], "SUPPORT: thread " + other + " holds lock ");
-  EXPECT_EQ(lines[8], "SUPPORT: thread " + other + " releases lock ");
+  EXPECT_EQ(texts(), (std::vector<std::string>{
+                         line(self, "asks for") + "tables", line(self, "holds") + "tables",
+                         line(self, "asks for"), line(self, "holds"), line(self, "releases"),
+                         line(other, "asks for"), line(self, "releases") + "tables",
+                         line(other, "holds"), line(other, "releases")}));
 }
 
 } // namespace

@@ -3,11 +3,10 @@
 #include "basalt/platform/thread_state.h"
 
 #include <atomic>
+#include <deque>
 #include <gtest/gtest.h>
-#include <memory>
 #include <stdexcept>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -33,8 +32,6 @@ public:
     });
     awaitState([this] { return id != 0; });
   }
-  Taker(const Taker&) = delete;
-  Taker& operator=(const Taker&) = delete;
   ~Taker() { thread.join(); }
 
   // Blocked for good in the lock: waiting in the thread library and not holding.
@@ -74,38 +71,30 @@ TEST(ReadWriteLock, ReadersShareAndAWaitingWriterStopsNoReader) {
 TEST(ReadWriteLock, WriterExcludesEveryoneAndItsReleaseLetsAllReadersGo) {
   ReadWriteLock lock;
   lock.write_lock();
-  std::vector<std::unique_ptr<Taker>> readers;
-  readers.reserve(3);
+  std::deque<Taker> readers;
   for (int i = 0; i < 3; ++i) {
-    readers.push_back(std::make_unique<Taker>([&] { lock.read_lock(); }));
+    readers.emplace_back([&] { lock.read_lock(); });
   }
   Taker writer([&] { lock.write_lock(); });
-  for (const auto& reader : readers) {
-    reader->awaitWaiting();
+  for (const Taker& reader : readers) {
+    reader.awaitWaiting();
   }
   writer.awaitWaiting();
   lock.write_unlock();
   // The readers may beat the writer or not; either way the readers end up together, or the
   // writer alone first.
-  awaitState([&] {
-    if (writer.holding) {
-      return true;
+  const auto readersIn = [&] {
+    int in = 0;
+    for (const Taker& reader : readers) {
+      in += reader.holding ? 1 : 0;
     }
-    for (const auto& reader : readers) {
-      if (!reader->holding) {
-        return false;
-      }
-    }
-    return true;
-  });
+    return in;
+  };
+  awaitState([&] { return writer.holding || readersIn() == 3; });
   if (writer.holding) {
-    for (const auto& reader : readers) {
-      EXPECT_FALSE(reader->holding);
-    }
+    EXPECT_EQ(readersIn(), 0);
     lock.write_unlock();
-    for (const auto& reader : readers) {
-      reader->awaitHolding();
-    }
+    awaitState([&] { return readersIn() == 3; });
   }
   for (int i = 0; i < 3; ++i) {
     lock.read_unlock();
@@ -144,10 +133,9 @@ TEST(ReadWriteLock, WritersAreAloneUnderLoad) {
   std::atomic<int> readersIn{0};
   std::atomic<int> writersIn{0};
   std::atomic<int> overlaps{0};
-  std::vector<std::thread> threads;
-  threads.reserve(4);
+  std::thread threads[4];
   for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t] {
+    threads[t] = std::thread([&, t] {
       for (int i = 0; i < 3000; ++i) {
         if ((i + t) % 4 == 0) {
           PavaneSynchronizedWrite guard(lock);

@@ -95,10 +95,8 @@ TEST_F(CrashReportTest, FaultsBecomeAnyErrorsAndAppendReportsThatNameTheFaulting
     const std::size_t caller = text.find("       Symbol:  probe::faultBelow  +");
     const std::size_t outer = text.find("       Symbol:  probe::faultTwice  +");
     ASSERT_NE(frame0, std::string::npos);
-    EXPECT_LT(frame0, faulting);
-    EXPECT_LT(faulting, text.find("\n    1 -- 0x"));
-    EXPECT_LT(faulting, caller);
-    EXPECT_LT(caller, outer);
+    EXPECT_TRUE(frame0 < faulting && faulting < text.find("\n    1 -- 0x") && faulting < caller &&
+                caller < outer);
     EXPECT_NE(text.find("  Declaration:  probe::" + declaration + "\n"), std::string::npos);
     EXPECT_NE(text.find("    Decorated:  _ZN5probe"), std::string::npos);
     // The heading repeats for every frame.
@@ -127,24 +125,22 @@ TEST_F(CrashReportTest, WithoutTheSwitchTheProcessDiesOfTheFault) {
   EXPECT_FALSE(std::filesystem::exists(temp.path() / "LowmarshTrace.log"));
 }
 
-TEST_F(CrashReportTest, OnlyThreadsThatRanTheThreadAttachAreTranslated) {
+// Faults on a thread that ran the thread attach are translated, again and again; those on
+// another thread, and signals sent rather than raised by an instruction, are not.
+TEST_F(CrashReportTest, OnlyInstructionFaultsOnAttachedThreadsAreTranslated) {
   setDoTrace("dword:00000001");
-  const ChildResult attached = probe("null-write", "attached");
-  EXPECT_EQ(attached.exitCode, 0) << attached.output;
-  EXPECT_EQ(attached.output, caughtLine);
-  EXPECT_NE(report().find("       Symbol:  probe::writeThroughNull  +"), std::string::npos);
-
+  const ChildResult raised = probe("raise", "main");
+  EXPECT_EQ(raised.exitCode, -1) << raised.output;
+  EXPECT_FALSE(std::filesystem::exists(temp.path() / "LowmarshTrace.log"));
   const ChildResult plain = probe("null-write", "plain");
   EXPECT_EQ(plain.exitCode, -1) << plain.output;
-  EXPECT_EQ(splitReports(report()).size(), 1U);
-}
-
-TEST_F(CrashReportTest, ALaterFaultOnTheSameThreadIsTranslatedAgain) {
-  setDoTrace("dword:00000001");
-  const ChildResult result = probe("divide", "attached", "3");
-  EXPECT_EQ(result.exitCode, 0) << result.output;
-  EXPECT_EQ(result.output, std::string(caughtLine) + caughtLine + caughtLine);
-  EXPECT_GE(splitReports(report()).size(), 1U);
+  EXPECT_EQ(plain.output.find("caught"), std::string::npos) << plain.output;
+  const ChildResult attached = probe("null-write", "attached");
+  EXPECT_EQ(attached.output, caughtLine);
+  EXPECT_NE(report().find("       Symbol:  probe::writeThroughNull  +"), std::string::npos);
+  const ChildResult again = probe("divide", "attached", "3");
+  EXPECT_EQ(again.exitCode, 0) << again.output;
+  EXPECT_EQ(again.output, std::string(caughtLine) + caughtLine + caughtLine);
 }
 
 TEST_F(CrashReportTest, ACallThroughANullPointerIsCaughtAndItsFrameHasNoSymbol) {
@@ -158,17 +154,7 @@ TEST_F(CrashReportTest, ACallThroughANullPointerIsCaughtAndItsFrameHasNoSymbol) 
   const std::size_t caller = text.find("\n    1 -- 0x");
   const std::size_t callerName = text.find("       Symbol:  probe::callThroughNull  +");
   ASSERT_NE(zero, std::string::npos) << text;
-  EXPECT_LT(zero, none);
-  EXPECT_LT(none, caller);
-  EXPECT_LT(caller, callerName);
-}
-
-TEST_F(CrashReportTest, ASignalSentRatherThanRaisedByAnInstructionIsNotTranslated) {
-  setDoTrace("dword:00000001");
-  const ChildResult result = probe("raise", "main");
-  EXPECT_EQ(result.exitCode, -1) << result.output;
-  EXPECT_EQ(result.output.find("caught"), std::string::npos);
-  EXPECT_FALSE(std::filesystem::exists(temp.path() / "LowmarshTrace.log"));
+  EXPECT_TRUE(zero < none && none < caller && caller < callerName) << text;
 }
 
 } // namespace

