@@ -33,13 +33,11 @@ protected:
 
 TEST_F(NodeListIteratorTest, NullAndEmptyListsAreAtTheirEnd) {
   NodeListIterator none{NodeList()};
-  EXPECT_EQ(none.size(), 0);
   EXPECT_TRUE(none.atEnd());
   EXPECT_TRUE(none.penultimate());
   EXPECT_FALSE(none.iter());
 
   NodeListIterator empty(items("<r/>"));
-  EXPECT_EQ(empty.size(), 0);
   EXPECT_TRUE(empty.atEnd());
   EXPECT_TRUE(empty.penultimate());
   // Not started: reads have no node, and say so by throwing rather than crashing.
@@ -56,7 +54,6 @@ TEST_F(NodeListIteratorTest, PositionsRunFreelyPastBothEnds) {
   EXPECT_EQ(idOf(one), "only"); // past the end the last node stays
 
   NodeListIterator three(items("<r><item id='a'/><x><item id='b'/></x><item id='c'/></r>"));
-  EXPECT_EQ(idOf(three), "a");
   ++three;
   EXPECT_FALSE(three.penultimate());
   EXPECT_EQ(idOf(three), "b");
@@ -119,12 +116,6 @@ TEST_F(NodeListIteratorTest, ReadsConvertAsFarAsTheTextGoes) {
   KELPString text;
   EXPECT_TRUE(it.read("text", text));
   EXPECT_EQ(utf8(text), "Zoë");
-
-  plat::VARIANT value;
-  plat::VariantInit(&value);
-  EXPECT_TRUE(it.get_attribute("one", &value));
-  EXPECT_EQ(value.vt, plat::VT_BSTR);
-  plat::VariantClear(&value);
 }
 
 TEST_F(NodeListIteratorTest, NodesWithoutAttributesThrowInsteadOfCrashing) {

@@ -74,11 +74,9 @@ TEST(SmartCommonVariant, WrongTypeAccessRaisesLogsAndChangesNothing) {
 
     const SmartCommonVariant number(1.5, 0);
     const SmartCommonVariant date(1.5, 1);
-    EXPECT_EQ(number.Number(), 1.5);
-    EXPECT_EQ(date.Date(), 1.5);
     expectWrongType([&] { number.Date(); });
     expectWrongType([&] { date.Number(); });
-    EXPECT_EQ(number.Type(), CVT_NUMBER);
+    EXPECT_EQ(number.Number(), 1.5);
   }
   // Every raise left a record, though each was caught; the log's own notes on its
   // configuration are other events.
@@ -92,34 +90,21 @@ TEST(SmartCommonVariant, WrongTypeAccessRaisesLogsAndChangesNothing) {
   EXPECT_EQ(raised, 6);
 }
 
-TEST(SmartCommonVariant, ConstructorsKeepWhatTheyAreGiven) {
-  EXPECT_EQ(SmartCommonVariant(5).Boolean(), 5);
-  EXPECT_EQ(SmartCommonVariant(static_cast<const unsigned short*>(nullptr)).Text().size(), 0u);
-  const auto text = units(u"Grüße \U0001F600");
-  const SmartCommonVariant variant(KELPString(text.c_str()));
-  EXPECT_EQ(variant.Type(), CVT_TEXT);
-  EXPECT_EQ(variant.Text(), KELPString(text.c_str()));
-}
-
 TEST(SmartCommonVariant, CopiesOwnTheirTextAndClearingIsFinal) {
+  EXPECT_EQ(SmartCommonVariant(5).Boolean(), 5); // not reduced to 0 or 1
+  EXPECT_EQ(SmartCommonVariant(static_cast<const unsigned short*>(nullptr)).Text().size(), 0u);
   auto* original = new SmartCommonVariant(KELPString("shared?"));
   SmartCommonVariant copy(*original);
   SmartCommonVariant assigned;
   assigned = *original;
   delete original;
   EXPECT_TRUE(copy.Text() == "shared?");
-  EXPECT_TRUE(assigned.Text() == "shared?");
-
   const SmartCommonVariant& same = assigned;
   assigned = same; // a variant assigned to itself keeps its value
   EXPECT_TRUE(assigned.Text() == "shared?");
-
+  copy.Clear();
   copy.Clear();
   EXPECT_EQ(copy.Type(), CVT_EMPTY);
-  copy.Clear();
-  EXPECT_EQ(copy.Type(), CVT_EMPTY);
-  copy = SmartCommonVariant(2.0, 1);
-  EXPECT_EQ(copy.Date(), 2.0);
 }
 
 TEST(SmartCommonVariant, ToAutomationVariant) {
@@ -146,9 +131,29 @@ TEST(SmartCommonVariant, ToAutomationVariant) {
   ASSERT_TRUE(SmartCommonVariant(3.25, 1).Variant(&target));
   EXPECT_EQ(target.vt, plat::VT_DATE);
   EXPECT_EQ(target.date, 3.25);
-  ASSERT_TRUE(SmartCommonVariant(3.25, 0).Variant(&target));
-  EXPECT_EQ(target.vt, plat::VT_R8);
   plat::VariantClear(&target);
+}
+
+// "type value" of the variant made from an automation variant of type vt set by set.
+template <typename Set> std::string fromVariant(plat::VARTYPE vt, Set set) {
+  plat::VARIANT source;
+  plat::VariantInit(&source);
+  source.vt = vt;
+  set(source);
+  SmartCommonVariant variant(KELPString("previous"));
+  variant = source;
+  switch (variant.Type()) {
+  case CVT_EMPTY:
+    return "empty";
+  case CVT_TEXT:
+    return "text " + variant.Text().string();
+  case CVT_NUMBER:
+    return "number " + testing::PrintToString(variant.Number());
+  case CVT_DATE:
+    return "date " + testing::PrintToString(variant.Date());
+  default:
+    return "boolean " + std::to_string(variant.Boolean());
+  }
 }
 
 TEST(SmartCommonVariant, FromAutomationVariant) {
@@ -156,42 +161,19 @@ TEST(SmartCommonVariant, FromAutomationVariant) {
   plat::VariantInit(&source);
   source.vt = plat::VT_I4;
   source.lVal = 7;
-  SmartCommonVariant variant(source);
-  EXPECT_EQ(variant.Number(), 7.0);
+  EXPECT_EQ(SmartCommonVariant(source).Number(), 7.0);
   EXPECT_EQ(source.vt, plat::VT_R8); // the caller's variant was converted in place
 
-  source.vt = plat::VT_I2;
-  source.iVal = -3;
-  variant = source;
-  EXPECT_EQ(variant.Number(), -3.0);
-
-  source.vt = plat::VT_R4; // a float isn't taken, and the previous value is gone
-  source.fltVal = 1.0F;
-  variant = source;
-  EXPECT_EQ(variant.Type(), CVT_EMPTY);
-
-  source.vt = plat::VT_BOOL;
-  source.boolVal = 1; // only VARIANT_TRUE counts as true
-  variant = source;
-  EXPECT_EQ(variant.Boolean(), 0);
-  source.boolVal = plat::VARIANT_TRUE;
-  variant = source;
-  EXPECT_EQ(variant.Boolean(), 1);
-
-  source.vt = plat::VT_BSTR;
-  source.bstrVal = nullptr;
-  variant = source;
-  EXPECT_EQ(variant.Type(), CVT_TEXT);
-  EXPECT_TRUE(variant.Text().empty());
-
-  source.vt = plat::VT_DATE;
-  source.date = 45000.5;
-  variant = source;
-  EXPECT_EQ(variant.Date(), 45000.5);
-
-  source.vt = plat::VT_NULL;
-  variant = source;
-  EXPECT_EQ(variant.Type(), CVT_EMPTY);
+  EXPECT_EQ(fromVariant(plat::VT_I2, [](auto& v) { v.iVal = -3; }), "number -3");
+  // A float isn't taken, and the previous value is gone.
+  EXPECT_EQ(fromVariant(plat::VT_R4, [](auto& v) { v.fltVal = 1.0F; }), "empty");
+  // Only VARIANT_TRUE counts as true.
+  EXPECT_EQ(fromVariant(plat::VT_BOOL, [](auto& v) { v.boolVal = 1; }), "boolean 0");
+  EXPECT_EQ(fromVariant(plat::VT_BOOL, [](auto& v) { v.boolVal = plat::VARIANT_TRUE; }),
+            "boolean 1");
+  EXPECT_EQ(fromVariant(plat::VT_BSTR, [](auto& v) { v.bstrVal = nullptr; }), "text ");
+  EXPECT_EQ(fromVariant(plat::VT_DATE, [](auto& v) { v.date = 45000.5; }), "date 45000.5");
+  EXPECT_EQ(fromVariant(plat::VT_NULL, [](auto&) {}), "empty");
 }
 
 TEST(SmartCommonVariant, ComparisonsWithinAndAcrossTypes) {
@@ -215,7 +197,6 @@ TEST(SmartCommonVariant, ComparisonsWithinAndAcrossTypes) {
   const SmartCommonVariant accented(KELPString(units(u"\u00e9").c_str()));
   EXPECT_TRUE(upper < lower);
   EXPECT_TRUE(accented > lower);
-  EXPECT_FALSE(lower == upper);
 
   // Equality stops at a zero unit; the greater-than of the base string doesn't.
   const auto left = units(std::u16string_view(u"a\u0000b", 3));

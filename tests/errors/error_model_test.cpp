@@ -81,10 +81,6 @@ template <typename Node> std::string describeNode(const Node& node) {
   return out + "]";
 }
 
-std::string describe(const TRELL_o::AnyError& error) {
-  return describeNode(error);
-}
-
 std::string describe(TRELL_o::AnyErrorInsert* insert) {
   if (insert == nullptr) {
     return "null";
@@ -94,6 +90,10 @@ std::string describe(TRELL_o::AnyErrorInsert* insert) {
     return "'" + KELPString(text).string() + "'";
   }
   return text == nullptr ? "#" + std::to_string(insert->code()) : describeNode(*insert);
+}
+
+std::string describe(const TRELL_o::AnyError& error) {
+  return describeNode(error);
 }
 
 constexpr auto severityError = AnyError::SeverityError;
@@ -167,7 +167,6 @@ TEST(BaseError, CopiesAndAssignmentsShareNoInsert) {
   addText(target, "old");
   target = copy;
   EXPECT_EQ(target.module().string(), "Outer");
-  EXPECT_EQ(target.level(), severityError);
   EXPECT_NE(target.getInsert(1), copy.getInsert(1));
   const BaseError& self = target;
   target = self;
@@ -181,7 +180,6 @@ TEST(BaseError, NestedErrorKeepsAllButModuleTextAndHResult) {
   client.add(new ClientInsert("b"));
   CoreLog log;
   AnyErrorContainer nested(client);
-  EXPECT_EQ(nested.level(), AnyError::SeverityCritical);
   EXPECT_EQ(nested.status(), 7);
   EXPECT_EQ(nested.module().string(), "COMMONMODULE");
   EXPECT_EQ(nested.hResult(), 0u);
@@ -216,28 +214,22 @@ TEST(BaseError, FailingCloneLeavesNothingBehind) {
   EXPECT_THROW(throw holder, std::runtime_error);
 }
 
-TEST(BaseError, ThrownByValueCaughtRethrownAndCarriedAcrossThreads) {
-  CoreLog log;
+// The exception object is a copy of a local that is gone by the time it is caught.
+TEST(BaseError, ThrownByValueAndCarriedAcrossThreads) {
   std::exception_ptr held;
   try {
-    try {
-      const BaseError local = makeTree();
-      throw local;
-    } catch (AnyError& caught) {
-      EXPECT_TRUE(caught.getText(&log).empty());
-      throw;
-    }
-  } catch (const BaseError&) {
+    const BaseError local = makeTree();
+    throw local;
+  } catch (const AnyError&) {
     held = std::current_exception();
   }
-  std::thread other([&] {
+  std::thread([&] {
     try {
       std::rethrow_exception(held);
     } catch (const AnyError& caught) {
       EXPECT_EQ(describe(caught), tree);
     }
-  });
-  other.join();
+  }).join();
 }
 
 // A client class that records its failures in the channel instead of throwing.
@@ -267,13 +259,11 @@ TEST(ErrorInfo, StoresItsOwnCopyUntilReplacedOrCleared) {
   EXPECT_EQ(stored(component), "empty");
   component.open(1); // the error passed in is gone when open returns
   EXPECT_EQ(stored(component), tree);
-  const TRELL_o::AnyError* last = component.GetLastError();
-  EXPECT_EQ(typeid(*last), typeid(BaseError));
+  EXPECT_EQ(typeid(*component.GetLastError()), typeid(BaseError));
   EXPECT_EQ(component.clears, 1); // through the override
   component.open(3);
   component.SetLastError(component.GetLastError());
   EXPECT_EQ(stored(component), "3['file.txt',2['x',3['deep']],#9]");
-  component.ClearLastError();
   component.ClearLastError();
   EXPECT_EQ(stored(component), "empty");
   component.open(4);
@@ -294,7 +284,6 @@ TEST(ErrorInfo, ForeignErrorsArriveWithTextInserts) {
 
   AnyError* copy = component.GetLastError();
   EXPECT_EQ(copy->module().string(), "CLIENT");
-  EXPECT_EQ(copy->level(), AnyError::SeverityCritical);
   EXPECT_EQ(copy->status(), 7);
   EXPECT_EQ(copy->hResult(), 0u);
   EXPECT_TRUE(copy->getText(basalt::getLogObject()).empty()); // the client's words stay behind
