@@ -1,8 +1,8 @@
 // The registry's costs against the floors they stand on: a cached open-read-close against
 // the open and fstat that the cache check needs, and parsing against splitting into lines.
 
-#include "basalt/platform/reg_file_parser.h"
-#include "basalt/platform/registry.h"
+#include "basalt/platform/registry/reg_file_parser.h"
+#include "basalt/platform/registry/registry.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>

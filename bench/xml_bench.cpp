@@ -5,7 +5,7 @@
 #include "basalt/data/node_list_iterator.h"
 #include "basalt/data/smart_common_variant.h"
 #include "basalt/data/xml_support.h"
-#include "basalt/platform/com.h"
+#include "basalt/platform/com/com.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>

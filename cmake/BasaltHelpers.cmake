@@ -11,6 +11,7 @@ endfunction()
 function(basalt_add_test_suite name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE basalt_obj GTest::gtest GTest::gtest_main)
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_compile_definitions(${name} PRIVATE
     BASALT_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data"
     BASALT_BINARY_DIR="${PROJECT_BINARY_DIR}")

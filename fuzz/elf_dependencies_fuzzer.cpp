@@ -1,6 +1,6 @@
 // Feeds arbitrary bytes to the reader of an ELF object's needed libraries.
 
-#include "basalt/platform/elf_dependencies.h"
+#include "basalt/platform/images/elf_dependencies.h"
 
 #include <cstddef>
 #include <cstdint>

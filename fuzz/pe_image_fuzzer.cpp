@@ -1,8 +1,8 @@
 // Feeds arbitrary bytes to the PE reader as a whole file and reads strings from every table
 // it accepts, so that each offset the reader follows is one the fuzzer can bend.
 
-#include "basalt/platform/pe_image.h"
-#include "basalt/platform/string_resources.h"
+#include "basalt/platform/images/pe_image.h"
+#include "basalt/platform/images/string_resources.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // Feeds arbitrary bytes to the .reg reader and applies what it reads to a tree; then writes
 // the tree out as basalt-admin does and checks that the reader gives the same tree back.
 
-#include "basalt/platform/reg_file_parser.h"
-#include "basalt/platform/registry_tree.h"
+#include "basalt/platform/registry/reg_file_parser.h"
+#include "basalt/platform/registry/registry_tree.h"
 #include "tools/basalt-admin/reg_text.h"
 
 #include <cstddef>

@@ -2,8 +2,8 @@
 // must write out and read back to the same value; the real writer gets every double,
 // infinities and NaNs included.
 
-#include "basalt/platform/automation_strings.h"
-#include "basalt/platform/variant.h"
+#include "basalt/platform/com/automation_strings.h"
+#include "basalt/platform/com/variant.h"
 #include "basalt/text/string_converters.h"
 #include "fuzz_text.h"
 

@@ -2,9 +2,9 @@
 // serialise, save in its declared encoding (when that is known) and load again to the same
 // text.
 
-#include "basalt/platform/automation_strings.h"
-#include "basalt/platform/com.h"
-#include "basalt/platform/xml_dom.h"
+#include "basalt/platform/com/automation_strings.h"
+#include "basalt/platform/com/com.h"
+#include "basalt/platform/com/xml_dom.h"
 #include "fuzz_text.h"
 
 #include <cstdint>

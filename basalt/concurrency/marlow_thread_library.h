@@ -6,10 +6,10 @@
 // basalt uses them.
 
 #include "basalt/export.h"
-#include "basalt/platform/jtc_monitor.h"
-#include "basalt/platform/jtc_mutex.h"
-#include "basalt/platform/jtc_thread.h"
-#include "basalt/platform/thread_library.h"
+#include "basalt/platform/threads/jtc_monitor.h"
+#include "basalt/platform/threads/jtc_mutex.h"
+#include "basalt/platform/threads/jtc_thread.h"
+#include "basalt/platform/threads/thread_library.h"
 
 namespace basalt {
 

@@ -1,6 +1,6 @@
 #include "basalt/concurrency/pavane_condition.h"
 
-#include "basalt/platform/jtc_exceptions.h"
+#include "basalt/platform/threads/jtc_exceptions.h"
 
 namespace basalt {
 

@@ -1,8 +1,8 @@
 #include "basalt/concurrency/pavane_mutex.h"
 
 #include "basalt/concurrency/marlow_thread_library.h"
-#include "basalt/platform/jtc_monitor.h"
-#include "basalt/platform/jtc_mutex.h"
+#include "basalt/platform/threads/jtc_monitor.h"
+#include "basalt/platform/threads/jtc_mutex.h"
 
 namespace basalt {
 

@@ -2,7 +2,7 @@
 #define BASALT_CONCURRENCY_PAVANE_MUTEX_H
 
 #include "basalt/export.h"
-#include "basalt/platform/critical_section.h"
+#include "basalt/platform/threads/critical_section.h"
 
 namespace basalt {
 

@@ -1,7 +1,7 @@
 #include "basalt/concurrency/pavane_thread.h"
 
 #include "basalt/errors/base_error.h"
-#include "basalt/platform/jtc_exceptions.h"
+#include "basalt/platform/threads/jtc_exceptions.h"
 
 namespace basalt {
 

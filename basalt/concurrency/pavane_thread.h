@@ -2,7 +2,7 @@
 #define BASALT_CONCURRENCY_PAVANE_THREAD_H
 
 #include "basalt/export.h"
-#include "basalt/platform/jtc_thread.h"
+#include "basalt/platform/threads/jtc_thread.h"
 
 namespace basalt {
 

@@ -2,7 +2,7 @@
 
 #include "basalt/concurrency/flag.h"
 #include "basalt/errors/base_error.h"
-#include "basalt/platform/debug_output.h"
+#include "basalt/platform/base/debug_output.h"
 
 #include <exception>
 

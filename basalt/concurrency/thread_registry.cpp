@@ -1,6 +1,6 @@
 #include "basalt/concurrency/thread_registry.h"
 
-#include "basalt/platform/thread_state.h"
+#include "basalt/platform/base/thread_state.h"
 
 #include <algorithm>
 #include <new>

@@ -2,7 +2,7 @@
 #define BASALT_CRASH_EXCP_ERROR_H
 
 #include "basalt/errors/any_error.h"
-#include "basalt/platform/structured_exceptions.h"
+#include "basalt/platform/runtime/structured_exceptions.h"
 #include "basalt/text/kelp_string.h"
 
 namespace TRELL_o {

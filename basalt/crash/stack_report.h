@@ -6,8 +6,8 @@
 // stack frame. Symbols come from the debug help library "imagehlp.dll", bound by name at the
 // first report. Addresses are 64 bits and printed with 16 hexadecimal digits.
 
-#include "basalt/platform/debug_help.h"
-#include "basalt/platform/structured_exceptions.h"
+#include "basalt/platform/images/debug_help.h"
+#include "basalt/platform/runtime/structured_exceptions.h"
 #include "basalt/text/kelp_string.h"
 
 namespace basalt::crash {

@@ -1,7 +1,7 @@
 #ifndef BASALT_CRASH_TRACE_TRANSLATOR_H
 #define BASALT_CRASH_TRACE_TRANSLATOR_H
 
-#include "basalt/platform/structured_exceptions.h"
+#include "basalt/platform/runtime/structured_exceptions.h"
 
 namespace basalt::crash {
 

@@ -2,8 +2,8 @@
 #define BASALT_DATA_NODE_LIST_ITERATOR_H
 
 #include "basalt/export.h"
-#include "basalt/platform/com.h"
-#include "basalt/platform/xml_dom.h"
+#include "basalt/platform/com/com.h"
+#include "basalt/platform/com/xml_dom.h"
 #include "basalt/text/kelp_string.h"
 
 // Walks an XML node list node by node, keeping the current node and its attributes so that

@@ -2,7 +2,7 @@
 #define BASALT_DATA_SMART_COMMON_VARIANT_H
 
 #include "basalt/export.h"
-#include "basalt/platform/variant.h"
+#include "basalt/platform/com/variant.h"
 #include "basalt/text/kelp_string.h"
 
 // The types a SmartCommonVariant can hold.

@@ -1,6 +1,6 @@
 #include "basalt/data/xml_support.h"
 
-#include "basalt/platform/automation_strings.h"
+#include "basalt/platform/com/automation_strings.h"
 #include "basalt/system/registry_wrapper.h"
 
 #include <cstdint>

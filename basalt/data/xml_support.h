@@ -2,8 +2,8 @@
 #define BASALT_DATA_XML_SUPPORT_H
 
 #include "basalt/export.h"
-#include "basalt/platform/com.h"
-#include "basalt/platform/xml_dom.h"
+#include "basalt/platform/com/com.h"
+#include "basalt/platform/com/xml_dom.h"
 #include "basalt/text/kelp_string.h"
 
 // One XML DOM document, or a node in one, and the few operations the library's users need.

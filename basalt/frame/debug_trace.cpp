@@ -1,6 +1,6 @@
 #include "basalt/frame/debug_trace.h"
 
-#include "basalt/platform/debug_output.h"
+#include "basalt/platform/base/debug_output.h"
 
 #include <string>
 

@@ -4,9 +4,9 @@
 #include "basalt/frame/debug_trace.h"
 #include "basalt/frame/exit_list.h"
 #include "basalt/frame/static_objects.h"
-#include "basalt/platform/jtc_thread.h"
-#include "basalt/platform/orb.h"
-#include "basalt/platform/registry_store.h"
+#include "basalt/platform/threads/jtc_thread.h"
+#include "basalt/platform/runtime/orb.h"
+#include "basalt/platform/registry/registry_store.h"
 
 #include <exception>
 #include <new>

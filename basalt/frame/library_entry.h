@@ -2,8 +2,8 @@
 #define BASALT_FRAME_LIBRARY_ENTRY_H
 
 #include "basalt/logging/core_log.h"
-#include "basalt/platform/thread_library.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/threads/thread_library.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::frame {
 

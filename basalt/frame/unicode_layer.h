@@ -1,7 +1,7 @@
 #ifndef BASALT_FRAME_UNICODE_LAYER_H
 #define BASALT_FRAME_UNICODE_LAYER_H
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::frame {
 

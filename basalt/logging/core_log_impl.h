@@ -3,7 +3,7 @@
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/logging/core_log.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <atomic>
 #include <cstdint>

@@ -4,8 +4,8 @@
 #include "basalt/frame/static_objects.h"
 #include "basalt/frame/static_slot.h"
 #include "basalt/logging/event_source.h"
-#include "basalt/platform/event_log.h"
-#include "basalt/platform/modules.h"
+#include "basalt/platform/runtime/event_log.h"
+#include "basalt/platform/images/modules.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/text/formatted_text.h"
 

@@ -1,6 +1,6 @@
 #include "basalt/system/file.h"
 
-#include "basalt/platform/text_stream.h"
+#include "basalt/platform/runtime/text_stream.h"
 
 #include <algorithm>
 #include <array>

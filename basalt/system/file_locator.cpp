@@ -1,8 +1,8 @@
 #include "basalt/system/file_locator.h"
 
-#include "basalt/platform/find_files.h"
-#include "basalt/platform/modules.h"
-#include "basalt/platform/temp_path.h"
+#include "basalt/platform/runtime/find_files.h"
+#include "basalt/platform/images/modules.h"
+#include "basalt/platform/runtime/temp_path.h"
 
 #include <memory>
 #include <utility>

@@ -1,5 +1,5 @@
 #include "basalt/frame/static_objects.h"
-#include "basalt/platform/registry.h"
+#include "basalt/platform/registry/registry.h"
 #include "basalt/system/registry_wrapper.h"
 
 namespace plat = basalt::platform;

@@ -2,7 +2,7 @@
 #define BASALT_SYSTEM_REGISTRY_WRAPPER_H
 
 #include "basalt/export.h"
-#include "basalt/platform/registry_types.h"
+#include "basalt/platform/registry/registry_types.h"
 #include "basalt/text/kelp_string.h"
 
 #include <cstdint>

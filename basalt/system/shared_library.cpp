@@ -2,8 +2,8 @@
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/frame/static_objects.h"
-#include "basalt/platform/loaded_modules.h"
-#include "basalt/platform/thread_state.h"
+#include "basalt/platform/images/loaded_modules.h"
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/system/system_support.h"
 

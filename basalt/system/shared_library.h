@@ -2,7 +2,7 @@
 #define BASALT_SYSTEM_SHARED_LIBRARY_H
 
 #include "basalt/export.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 #include "basalt/text/kelp_string.h"
 
 namespace basalt {

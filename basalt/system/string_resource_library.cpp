@@ -1,6 +1,6 @@
 #include "basalt/system/string_resource_library.h"
 
-#include "basalt/platform/string_resources.h"
+#include "basalt/platform/images/string_resources.h"
 
 namespace plat = basalt::platform;
 

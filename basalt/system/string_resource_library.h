@@ -2,7 +2,7 @@
 #define BASALT_SYSTEM_STRING_RESOURCE_LIBRARY_H
 
 #include "basalt/export.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 #include "basalt/system/shared_library.h"
 
 // A module read for its string resources, such as a message library

@@ -2,7 +2,7 @@
 #define BASALT_SYSTEM_SYSTEM_SUPPORT_H
 
 #include "basalt/export.h"
-#include "basalt/platform/guid.h"
+#include "basalt/platform/com/guid.h"
 #include "basalt/text/kelp_string.h"
 
 #include <cstdint>

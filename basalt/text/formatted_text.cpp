@@ -1,6 +1,6 @@
 #include "basalt/text/formatted_text.h"
 
-#include "basalt/platform/runtime_format.h"
+#include "basalt/platform/runtime/runtime_format.h"
 #include "basalt/text/string_converters.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "basalt/text/kelp_string.h"
 
 #include "basalt/frame/static_objects.h"
-#include "basalt/platform/automation_strings.h"
-#include "basalt/platform/code_pages.h"
+#include "basalt/platform/com/automation_strings.h"
+#include "basalt/platform/nls/code_pages.h"
 #include "basalt/text/system_locale_info.h"
 
 #include <algorithm>

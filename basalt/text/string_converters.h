@@ -6,8 +6,8 @@
 // radix lies in 2 to 16. The real and GUID texts are stored by clients: their form is fixed.
 
 #include "basalt/export.h"
-#include "basalt/platform/guid.h"
-#include "basalt/platform/variant.h"
+#include "basalt/platform/com/guid.h"
+#include "basalt/platform/com/variant.h"
 #include "basalt/text/kelp_string.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "basalt/text/system_locale_info.h"
 
 #include "basalt/frame/static_objects.h"
-#include "basalt/platform/locale.h"
+#include "basalt/platform/nls/locale.h"
 #include "basalt/text/kelp_string.h"
 
 namespace plat = basalt::platform;

@@ -1,7 +1,7 @@
 #include "basalt/text/thread_locale.h"
 
-#include "basalt/platform/number_format.h"
-#include "basalt/platform/thread_locale.h"
+#include "basalt/platform/nls/number_format.h"
+#include "basalt/platform/nls/thread_locale.h"
 
 #include <memory>
 

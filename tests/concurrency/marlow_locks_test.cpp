@@ -1,11 +1,11 @@
 #include "basalt/concurrency/marlow_thread_library.h"
 #include "basalt/concurrency/marlow_verbose_synchronized.h"
 #include "basalt/frame/library_entry.h"
-#include "basalt/platform/jtc_exceptions.h"
-#include "basalt/platform/thread_state.h"
+#include "basalt/platform/threads/jtc_exceptions.h"
+#include "basalt/platform/base/thread_state.h"
 
 // Needs the string and log headers above.
-#include "../logging/log_sandbox.h"
+#include "logging/log_sandbox.h"
 
 #include <future>
 #include <gtest/gtest.h>

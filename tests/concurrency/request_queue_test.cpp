@@ -1,7 +1,7 @@
 #include "basalt/concurrency/flag.h"
 #include "basalt/concurrency/request_queue.h"
 #include "basalt/errors/base_error.h"
-#include "basalt/platform/debug_output.h"
+#include "basalt/platform/base/debug_output.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 // through streams and real files, the tree operations and the attribute helpers.
 
 #include "basalt/data/node_list_iterator.h"
-#include "basalt/platform/xml_dom.h"
+#include "basalt/platform/com/xml_dom.h"
 #include "xml_test_support.h"
 
 #include <thread>

@@ -1,7 +1,7 @@
 #include "basalt/frame/library_entry.h"
 #include "basalt/frame/static_objects.h"
-#include "basalt/platform/debug_output.h"
-#include "basalt/platform/orb.h"
+#include "basalt/platform/base/debug_output.h"
+#include "basalt/platform/runtime/orb.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -1,4 +1,4 @@
-#include "../support/registry_sandbox.h"
+#include "support/registry_sandbox.h"
 #include "basalt/system/registry_wrapper.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // SharedLibrary and StringResourceLibrary on real message libraries and a real plugin.
 
-#include "../modules/test_modules.h"
-#include "basalt/platform/loaded_modules.h"
+#include "modules/test_modules.h"
+#include "basalt/platform/images/loaded_modules.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/system/shared_library.h"
 #include "basalt/system/string_resource_library.h"

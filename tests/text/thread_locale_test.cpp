@@ -1,4 +1,4 @@
-#include "basalt/platform/locale.h"
+#include "basalt/platform/nls/locale.h"
 #include "basalt/text/thread_locale.h"
 
 #include <gtest/gtest.h>

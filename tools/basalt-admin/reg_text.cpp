@@ -1,7 +1,7 @@
 #include "tools/basalt-admin/reg_text.h"
 
-#include "basalt/platform/registry_types.h"
-#include "basalt/platform/utf8.h"
+#include "basalt/platform/registry/registry_types.h"
+#include "basalt/platform/base/utf8.h"
 
 namespace basalt::admin {
 namespace {

@@ -4,7 +4,7 @@
 // Keys and values in the registry editor's export form, "Windows Registry Editor Version
 // 5.00" in UTF-8, such that the library's reader gives back the same tree.
 
-#include "basalt/platform/registry_tree.h"
+#include "basalt/platform/registry/registry_tree.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
-#include "basalt/platform/debug_output.h"
+#include "basalt/platform/base/debug_output.h"
 
-#include "basalt/platform/utf8.h"
+#include "basalt/platform/base/utf8.h"
 
 #include <atomic>
 #include <cstdio>

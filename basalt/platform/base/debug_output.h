@@ -1,10 +1,10 @@
-#ifndef BASALT_PLATFORM_DEBUG_OUTPUT_H
-#define BASALT_PLATFORM_DEBUG_OUTPUT_H
+#ifndef BASALT_PLATFORM_BASE_DEBUG_OUTPUT_H
+#define BASALT_PLATFORM_BASE_DEBUG_OUTPUT_H
 
 // The debugger channel. Text goes to the hook if one is set, and to standard error when the
 // environment variable BASALT_DEBUG_OUTPUT is set to a non-empty value other than 0.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

@@ -1,4 +1,4 @@
-#include "basalt/platform/thread_state.h"
+#include "basalt/platform/base/thread_state.h"
 
 #include <pthread.h>
 #include <sys/syscall.h>

@@ -1,7 +1,7 @@
-#ifndef BASALT_PLATFORM_THREAD_STATE_H
-#define BASALT_PLATFORM_THREAD_STATE_H
+#ifndef BASALT_PLATFORM_BASE_THREAD_STATE_H
+#define BASALT_PLATFORM_BASE_THREAD_STATE_H
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

@@ -1,12 +1,12 @@
-#ifndef BASALT_PLATFORM_UTF8_H
-#define BASALT_PLATFORM_UTF8_H
+#ifndef BASALT_PLATFORM_BASE_UTF8_H
+#define BASALT_PLATFORM_BASE_UTF8_H
 
 // Strict UTF-8 for the layer's edges (files, the OS, UTF-8 as a code page): no overlong
 // forms, no encoded surrogates, nothing above U+10FFFF. Exported for the tools that ship
 // with the library.
 
 #include "basalt/export.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstddef>
 #include <string>

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_WIN_TYPES_H
-#define BASALT_PLATFORM_WIN_TYPES_H
+#ifndef BASALT_PLATFORM_BASE_WIN_TYPES_H
+#define BASALT_PLATFORM_BASE_WIN_TYPES_H
 
 // The original interface's scalar types, with the widths they had there: LONG and DWORD
 // are 32 bits, so wrap-around, hexadecimal widths and result codes stay as they were.

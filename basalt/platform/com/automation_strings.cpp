@@ -1,4 +1,4 @@
-#include "basalt/platform/automation_strings.h"
+#include "basalt/platform/com/automation_strings.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,11 +1,11 @@
-#ifndef BASALT_PLATFORM_AUTOMATION_STRINGS_H
-#define BASALT_PLATFORM_AUTOMATION_STRINGS_H
+#ifndef BASALT_PLATFORM_COM_AUTOMATION_STRINGS_H
+#define BASALT_PLATFORM_COM_AUTOMATION_STRINGS_H
 
 // Automation strings (BSTR) with the original layout: a 32-bit byte length in front of the
 // units and a zero unit behind them. The pointer is to the first unit.
 
 #include "basalt/export.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

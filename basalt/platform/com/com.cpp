@@ -1,6 +1,6 @@
-#include "basalt/platform/com.h"
+#include "basalt/platform/com/com.h"
 
-#include "basalt/platform/xml_document_class.h"
+#include "basalt/platform/com/xml_document_class.h"
 
 namespace basalt::platform {
 namespace {

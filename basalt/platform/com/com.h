@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_COM_H
-#define BASALT_PLATFORM_COM_H
+#ifndef BASALT_PLATFORM_COM_COM_H
+#define BASALT_PLATFORM_COM_COM_H
 
 // The component object model, as far as the library's clients and the XML DOM need it:
 // interface identifiers, IUnknown with its reference count, the smart pointers that hold
@@ -11,8 +11,8 @@
 // once made work on any thread: there are no apartments and no marshalling.
 
 #include "basalt/export.h"
-#include "basalt/platform/guid.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/com/guid.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstdint>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "basalt/platform/guid.h"
+#include "basalt/platform/com/guid.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,7 +1,7 @@
-#ifndef BASALT_PLATFORM_GUID_H
-#define BASALT_PLATFORM_GUID_H
+#ifndef BASALT_PLATFORM_COM_GUID_H
+#define BASALT_PLATFORM_COM_GUID_H
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

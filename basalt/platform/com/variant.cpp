@@ -1,7 +1,7 @@
-#include "basalt/platform/variant.h"
+#include "basalt/platform/com/variant.h"
 
-#include "basalt/platform/automation_strings.h"
-#include "basalt/platform/com.h"
+#include "basalt/platform/com/automation_strings.h"
+#include "basalt/platform/com/com.h"
 
 #include <charconv>
 #include <cstring>

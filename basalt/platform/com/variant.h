@@ -1,10 +1,10 @@
-#ifndef BASALT_PLATFORM_VARIANT_H
-#define BASALT_PLATFORM_VARIANT_H
+#ifndef BASALT_PLATFORM_COM_VARIANT_H
+#define BASALT_PLATFORM_COM_VARIANT_H
 
 // The automation variant: a type tag with the original type numbers and one value member.
 
 #include "basalt/export.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstdint>
 

@@ -1,9 +1,9 @@
-#ifndef BASALT_PLATFORM_XML_DOCUMENT_CLASS_H
-#define BASALT_PLATFORM_XML_DOCUMENT_CLASS_H
+#ifndef BASALT_PLATFORM_COM_XML_DOCUMENT_CLASS_H
+#define BASALT_PLATFORM_COM_XML_DOCUMENT_CLASS_H
 
 // The DOM document classes, as CoCreateInstance reaches them.
 
-#include "basalt/platform/com.h"
+#include "basalt/platform/com/com.h"
 
 namespace basalt::platform {
 

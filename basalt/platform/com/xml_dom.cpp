@@ -1,9 +1,9 @@
-#include "basalt/platform/xml_dom.h"
+#include "basalt/platform/com/xml_dom.h"
 
-#include "basalt/platform/automation_strings.h"
-#include "basalt/platform/paths.h"
-#include "basalt/platform/utf8.h"
-#include "basalt/platform/xml_document_class.h"
+#include "basalt/platform/com/automation_strings.h"
+#include "basalt/platform/runtime/paths.h"
+#include "basalt/platform/base/utf8.h"
+#include "basalt/platform/com/xml_document_class.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_XML_DOM_H
-#define BASALT_PLATFORM_XML_DOM_H
+#ifndef BASALT_PLATFORM_COM_XML_DOM_H
+#define BASALT_PLATFORM_COM_XML_DOM_H
 
 // The XML DOM service: a document, its nodes, node lists and attribute maps, and a stream in
 // memory to load from and save to. Texts cross as automation strings; every operation gives
@@ -16,8 +16,8 @@
 // (UTF-8 without one) and with character references for what that encoding can't hold.
 
 #include "basalt/export.h"
-#include "basalt/platform/com.h"
-#include "basalt/platform/variant.h"
+#include "basalt/platform/com/com.h"
+#include "basalt/platform/com/variant.h"
 
 namespace basalt::platform {
 

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_DEBUG_HELP_H
-#define BASALT_PLATFORM_DEBUG_HELP_H
+#ifndef BASALT_PLATFORM_IMAGES_DEBUG_HELP_H
+#define BASALT_PLATFORM_IMAGES_DEBUG_HELP_H
 
 // The debug help library "imagehlp.dll", built in: LoadLibraryW(L"imagehlp.dll") gives its
 // handle and GetProcAddress its 13 functions by their Windows names. Addresses are 64 bits
@@ -23,8 +23,8 @@
 // file's symbol table is read once and kept for the process; a file that changes on disk
 // is read again.
 
-#include "basalt/platform/structured_exceptions.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/runtime/structured_exceptions.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstddef>
 

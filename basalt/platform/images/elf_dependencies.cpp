@@ -1,4 +1,4 @@
-#include "basalt/platform/elf_dependencies.h"
+#include "basalt/platform/images/elf_dependencies.h"
 
 #include <cstdint>
 #include <cstring>

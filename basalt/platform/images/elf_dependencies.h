@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_ELF_DEPENDENCIES_H
-#define BASALT_PLATFORM_ELF_DEPENDENCIES_H
+#ifndef BASALT_PLATFORM_IMAGES_ELF_DEPENDENCIES_H
+#define BASALT_PLATFORM_IMAGES_ELF_DEPENDENCIES_H
 
 // The names of the shared objects that an ELF object needs, read from its file bytes before
 // it is loaded. Every offset and address is checked against the bytes that are there.

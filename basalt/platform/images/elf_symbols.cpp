@@ -1,4 +1,4 @@
-#include "basalt/platform/elf_symbols.h"
+#include "basalt/platform/images/elf_symbols.h"
 
 #include <algorithm>
 #include <cerrno>

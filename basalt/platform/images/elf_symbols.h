@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_ELF_SYMBOLS_H
-#define BASALT_PLATFORM_ELF_SYMBOLS_H
+#ifndef BASALT_PLATFORM_IMAGES_ELF_SYMBOLS_H
+#define BASALT_PLATFORM_IMAGES_ELF_SYMBOLS_H
 
 // The function and data symbols of an ELF file, read from its section headers: the full
 // symbol table when the file has one, else the dynamic one. Every offset is checked against

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_LOADED_MODULES_H
-#define BASALT_PLATFORM_LOADED_MODULES_H
+#ifndef BASALT_PLATFORM_IMAGES_LOADED_MODULES_H
+#define BASALT_PLATFORM_IMAGES_LOADED_MODULES_H
 
 // Loadable modules. A Windows PE file (a message library, say) loads as a data module: it
 // is mapped read-only and only its resources can be read, no code of it runs. An ELF shared
@@ -15,8 +15,8 @@
 // "imagehlp.dll" is built in (debug_help.h): its bare name, in any case, gives the built-in
 // module whatever lies on disk, and FreeLibrary never unloads it.
 
-#include "basalt/platform/pe_image.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/images/pe_image.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstddef>
 #include <memory>

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_MODULES_H
-#define BASALT_PLATFORM_MODULES_H
+#ifndef BASALT_PLATFORM_IMAGES_MODULES_H
+#define BASALT_PLATFORM_IMAGES_MODULES_H
 
 // The modules of the process: the main program, every shared object the dynamic loader has
 // mapped, and the modules that the layer itself has loaded (see registerLoadedModule).
@@ -16,7 +16,7 @@
 // "basalt" and "basalt.dll" also find the module that holds this library's code when no
 // shared object by that name is loaded: the executable, when the library is linked into it.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <string>
 

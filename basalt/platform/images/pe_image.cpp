@@ -1,6 +1,6 @@
-#include "basalt/platform/pe_image.h"
+#include "basalt/platform/images/pe_image.h"
 
-#include "basalt/platform/thread_state.h"
+#include "basalt/platform/base/thread_state.h"
 
 #include <algorithm>
 #include <cstdint>

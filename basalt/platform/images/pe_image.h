@@ -1,11 +1,11 @@
-#ifndef BASALT_PLATFORM_PE_IMAGE_H
-#define BASALT_PLATFORM_PE_IMAGE_H
+#ifndef BASALT_PLATFORM_IMAGES_PE_IMAGE_H
+#define BASALT_PLATFORM_IMAGES_PE_IMAGE_H
 
 // A read-only view of a Windows PE image (PE32 or PE32+) held as file bytes. Nothing of the
 // image is trusted: parse() checks the headers and the section table, and every later read
 // checks its own offsets against the bytes that are there. No code of the image ever runs.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstddef>
 #include <optional>

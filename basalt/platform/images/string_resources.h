@@ -1,13 +1,13 @@
-#ifndef BASALT_PLATFORM_STRING_RESOURCES_H
-#define BASALT_PLATFORM_STRING_RESOURCES_H
+#ifndef BASALT_PLATFORM_IMAGES_STRING_RESOURCES_H
+#define BASALT_PLATFORM_IMAGES_STRING_RESOURCES_H
 
 // String tables (RT_STRING) of data modules, read the way Windows reads them: the string
 // with identifier id is entry id & 15 of block (id >> 4) + 1, taken from the low 16 bits of
 // id. Each block is a language of its own; the language-neutral one is taken first, then the
 // user's default language, then U.S. English, then the first there is.
 
-#include "basalt/platform/pe_image.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/images/pe_image.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstddef>
 

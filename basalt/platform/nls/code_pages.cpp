@@ -1,7 +1,7 @@
-#include "basalt/platform/code_pages.h"
+#include "basalt/platform/nls/code_pages.h"
 
-#include "basalt/platform/thread_state.h"
-#include "basalt/platform/utf8.h"
+#include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/base/utf8.h"
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,10 @@
-#ifndef BASALT_PLATFORM_CODE_PAGES_H
-#define BASALT_PLATFORM_CODE_PAGES_H
+#ifndef BASALT_PLATFORM_NLS_CODE_PAGES_H
+#define BASALT_PLATFORM_NLS_CODE_PAGES_H
 
 // Native text conversion for the single-byte code pages (1250 to 1258, 874, the ISO-8859
 // pages), the double-byte ones (932, 936, 949, 950) and UTF-8 (65001).
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

@@ -1,11 +1,11 @@
-#ifndef BASALT_PLATFORM_LOCALE_H
-#define BASALT_PLATFORM_LOCALE_H
+#ifndef BASALT_PLATFORM_NLS_LOCALE_H
+#define BASALT_PLATFORM_NLS_LOCALE_H
 
 // The process locale, derived from the POSIX locale environment (LC_ALL, then LC_CTYPE or
 // LC_MESSAGES, then LANG); C and POSIX count as en_US with UTF-8. BASALT_CODEPAGE overrides
 // the code page when it names one that the conversions support.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

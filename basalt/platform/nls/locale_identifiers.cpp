@@ -1,6 +1,6 @@
-#include "basalt/platform/locale_identifiers.h"
+#include "basalt/platform/nls/locale_identifiers.h"
 
-#include "basalt/platform/locale.h"
+#include "basalt/platform/nls/locale.h"
 
 #include <unicode/uloc.h>
 

@@ -1,9 +1,9 @@
-#ifndef BASALT_PLATFORM_LOCALE_IDENTIFIERS_H
-#define BASALT_PLATFORM_LOCALE_IDENTIFIERS_H
+#ifndef BASALT_PLATFORM_NLS_LOCALE_IDENTIFIERS_H
+#define BASALT_PLATFORM_NLS_LOCALE_IDENTIFIERS_H
 
 // Windows locale identifiers and the ICU locales behind them.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "basalt/platform/locale_table.h"
+#include "basalt/platform/nls/locale_table.h"
 
 namespace basalt::platform {
 namespace {

@@ -1,7 +1,7 @@
-#ifndef BASALT_PLATFORM_LOCALE_TABLE_H
-#define BASALT_PLATFORM_LOCALE_TABLE_H
+#ifndef BASALT_PLATFORM_NLS_LOCALE_TABLE_H
+#define BASALT_PLATFORM_NLS_LOCALE_TABLE_H
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <string>
 

@@ -1,9 +1,9 @@
-#ifndef BASALT_PLATFORM_NUMBER_FORMAT_H
-#define BASALT_PLATFORM_NUMBER_FORMAT_H
+#ifndef BASALT_PLATFORM_NLS_NUMBER_FORMAT_H
+#define BASALT_PLATFORM_NLS_NUMBER_FORMAT_H
 
 // Number text in a locale's form, with the rules taken from ICU's locale data.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

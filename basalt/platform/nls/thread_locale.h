@@ -1,10 +1,10 @@
-#ifndef BASALT_PLATFORM_THREAD_LOCALE_H
-#define BASALT_PLATFORM_THREAD_LOCALE_H
+#ifndef BASALT_PLATFORM_NLS_THREAD_LOCALE_H
+#define BASALT_PLATFORM_NLS_THREAD_LOCALE_H
 
 // The locale of the calling thread, a Windows locale identifier. Every thread starts with the
 // user's default (GetUserDefaultLCID); setting it changes no other thread.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

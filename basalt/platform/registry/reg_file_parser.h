@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_REG_FILE_PARSER_H
-#define BASALT_PLATFORM_REG_FILE_PARSER_H
+#ifndef BASALT_PLATFORM_REGISTRY_REG_FILE_PARSER_H
+#define BASALT_PLATFORM_REGISTRY_REG_FILE_PARSER_H
 
 // Reads the text that the registry editor exports: "REGEDIT4" files in the ANSI code page,
 // "Windows Registry Editor Version 5.00" files in UTF-16LE with a byte order mark or in
@@ -7,7 +7,7 @@
 // the lines that could not be used.
 
 #include "basalt/export.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_REGISTRY_H
-#define BASALT_PLATFORM_REGISTRY_H
+#ifndef BASALT_PLATFORM_REGISTRY_REGISTRY_H
+#define BASALT_PLATFORM_REGISTRY_REGISTRY_H
 
 // Reading the registry, which lives in .reg files (see registry_store.h). Names of keys and
 // values match without regard to case; sub-keys enumerate in case-blind alphabetical order;
@@ -11,7 +11,7 @@
 // arguments, and ERROR_ACCESS_DENIED for an open that asks for write access or a read that
 // the key's access doesn't allow.
 
-#include "basalt/platform/registry_types.h"
+#include "basalt/platform/registry/registry_types.h"
 
 namespace basalt::platform {
 

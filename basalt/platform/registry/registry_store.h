@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_REGISTRY_STORE_H
-#define BASALT_PLATFORM_REGISTRY_STORE_H
+#ifndef BASALT_PLATFORM_REGISTRY_REGISTRY_STORE_H
+#define BASALT_PLATFORM_REGISTRY_REGISTRY_STORE_H
 
 // Where the registry comes from. The environment variable BASALT_REGISTRY is a ':'-separated
 // list of .reg files and directories; a directory gives its *.reg files in name order, files
@@ -13,7 +13,7 @@
 //   event 2, error: a file or directory can't be read; strings: file, what is wrong
 
 #include "basalt/export.h"
-#include "basalt/platform/registry_tree.h"
+#include "basalt/platform/registry/registry_tree.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "basalt/platform/registry_tree.h"
+#include "basalt/platform/registry/registry_tree.h"
 
 #include <algorithm>
 #include <unicode/uchar.h>

@@ -1,12 +1,12 @@
-#ifndef BASALT_PLATFORM_REGISTRY_TREE_H
-#define BASALT_PLATFORM_REGISTRY_TREE_H
+#ifndef BASALT_PLATFORM_REGISTRY_REGISTRY_TREE_H
+#define BASALT_PLATFORM_REGISTRY_REGISTRY_TREE_H
 
 // The registry as the .reg files describe it once their changes are applied in order.
 // A tree is built once and then only read, so any number of threads may share it. Its
 // readers are exported for the tools that ship with the library.
 
 #include "basalt/export.h"
-#include "basalt/platform/reg_file_parser.h"
+#include "basalt/platform/registry/reg_file_parser.h"
 
 #include <array>
 #include <cstdint>

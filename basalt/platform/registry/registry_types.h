@@ -1,9 +1,9 @@
-#ifndef BASALT_PLATFORM_REGISTRY_TYPES_H
-#define BASALT_PLATFORM_REGISTRY_TYPES_H
+#ifndef BASALT_PLATFORM_REGISTRY_REGISTRY_TYPES_H
+#define BASALT_PLATFORM_REGISTRY_REGISTRY_TYPES_H
 
 // The registry's handle, access and value types, with Windows' names and numbers.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstdint>
 

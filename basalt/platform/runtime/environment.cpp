@@ -1,4 +1,4 @@
-#include "basalt/platform/environment.h"
+#include "basalt/platform/runtime/environment.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_ENVIRONMENT_H
-#define BASALT_PLATFORM_ENVIRONMENT_H
+#ifndef BASALT_PLATFORM_RUNTIME_ENVIRONMENT_H
+#define BASALT_PLATFORM_RUNTIME_ENVIRONMENT_H
 
 // The process environment as Windows reads it: names match in any case.
 

@@ -1,7 +1,7 @@
-#include "basalt/platform/event_log.h"
+#include "basalt/platform/runtime/event_log.h"
 
-#include "basalt/platform/thread_state.h"
-#include "basalt/platform/utf8.h"
+#include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/base/utf8.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_EVENT_LOG_H
-#define BASALT_PLATFORM_EVENT_LOG_H
+#ifndef BASALT_PLATFORM_RUNTIME_EVENT_LOG_H
+#define BASALT_PLATFORM_RUNTIME_EVENT_LOG_H
 
 // The event log, on syslog. Each event goes to the local syslog socket with the source name
 // as its identity, facility user, and a priority by its type: error as err, warning and
@@ -18,7 +18,7 @@
 // Events are written to the syslog socket directly rather than through openlog and syslog,
 // so a client's own syslog identity and options stay as they were.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

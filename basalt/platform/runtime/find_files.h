@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_FIND_FILES_H
-#define BASALT_PLATFORM_FIND_FILES_H
+#ifndef BASALT_PLATFORM_RUNTIME_FIND_FILES_H
+#define BASALT_PLATFORM_RUNTIME_FIND_FILES_H
 
 // Directory listing by pattern. The last component of the pattern may hold '*' and '?' with
 // the meaning they have on Windows (so "*.*" matches every name, "a.*" matches "a" too, and
@@ -7,7 +7,7 @@
 // name without wildcards is looked up the way the file system looks it up. "." and ".." are
 // entries like any other. Entries come in the byte order of their UTF-8 names.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
-#include "basalt/platform/orb.h"
+#include "basalt/platform/runtime/orb.h"
 
-#include "basalt/platform/debug_output.h"
+#include "basalt/platform/base/debug_output.h"
 
 #include <pthread.h>
 

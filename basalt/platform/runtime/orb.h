@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_ORB_H
-#define BASALT_PLATFORM_ORB_H
+#ifndef BASALT_PLATFORM_RUNTIME_ORB_H
+#define BASALT_PLATFORM_RUNTIME_ORB_H
 
 // The process's ORB, as far as the library uses it: one counted object, made on first need
 // and destroyed when its last reference is given back.

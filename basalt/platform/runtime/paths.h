@@ -1,11 +1,11 @@
-#ifndef BASALT_PLATFORM_PATHS_H
-#define BASALT_PLATFORM_PATHS_H
+#ifndef BASALT_PLATFORM_RUNTIME_PATHS_H
+#define BASALT_PLATFORM_RUNTIME_PATHS_H
 
 // The one place where paths cross the layer's edge. Inside the library a path is wide text
 // with '\' as its one separator; the OS takes UTF-8 bytes with '/'. Drive letters mean
 // nothing here: "C:\x" becomes the relative path "C:/x".
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <string>
 

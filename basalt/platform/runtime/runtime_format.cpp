@@ -1,4 +1,4 @@
-#include "basalt/platform/runtime_format.h"
+#include "basalt/platform/runtime/runtime_format.h"
 
 #include <algorithm>
 #include <climits>

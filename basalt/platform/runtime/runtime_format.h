@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_RUNTIME_FORMAT_H
-#define BASALT_PLATFORM_RUNTIME_FORMAT_H
+#ifndef BASALT_PLATFORM_RUNTIME_RUNTIME_FORMAT_H
+#define BASALT_PLATFORM_RUNTIME_RUNTIME_FORMAT_H
 
 // The runtime library's formatter, for one numeric directive at a time, with the argument
 // widths of the original runtime: an integer directive takes a 32-bit value whatever its size
@@ -7,7 +7,7 @@
 // of the pointer in capitals, zero-padded and without a prefix. Exponents, infinities and NaNs
 // are the C library's.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstddef>
 

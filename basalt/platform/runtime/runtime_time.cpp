@@ -1,4 +1,4 @@
-#include "basalt/platform/runtime_time.h"
+#include "basalt/platform/runtime/runtime_time.h"
 
 #include <cstdio>
 #include <ctime>

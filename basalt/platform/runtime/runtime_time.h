@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_RUNTIME_TIME_H
-#define BASALT_PLATFORM_RUNTIME_TIME_H
+#ifndef BASALT_PLATFORM_RUNTIME_RUNTIME_TIME_H
+#define BASALT_PLATFORM_RUNTIME_RUNTIME_TIME_H
 
 // The runtime library's clock and its text form of a time.
 

@@ -1,4 +1,4 @@
-#include "basalt/platform/structured_exceptions.h"
+#include "basalt/platform/runtime/structured_exceptions.h"
 
 #include <csignal>
 #include <cstddef>

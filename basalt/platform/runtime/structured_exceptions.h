@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_STRUCTURED_EXCEPTIONS_H
-#define BASALT_PLATFORM_STRUCTURED_EXCEPTIONS_H
+#ifndef BASALT_PLATFORM_RUNTIME_STRUCTURED_EXCEPTIONS_H
+#define BASALT_PLATFORM_RUNTIME_STRUCTURED_EXCEPTIONS_H
 
 // Structured exceptions are the synchronous fault signals: SIGSEGV, SIGBUS, SIGFPE and
 // SIGILL raised by the processor for an instruction of the thread. A thread that has set a
@@ -27,7 +27,7 @@
 // installed before ours (the address sanitizer's, say) or to the default action, which ends
 // the process with the signal.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

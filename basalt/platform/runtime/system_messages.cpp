@@ -1,6 +1,6 @@
-#include "basalt/platform/system_messages.h"
+#include "basalt/platform/runtime/system_messages.h"
 
-#include "basalt/platform/thread_state.h"
+#include "basalt/platform/base/thread_state.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,10 +1,10 @@
-#ifndef BASALT_PLATFORM_SYSTEM_MESSAGES_H
-#define BASALT_PLATFORM_SYSTEM_MESSAGES_H
+#ifndef BASALT_PLATFORM_RUNTIME_SYSTEM_MESSAGES_H
+#define BASALT_PLATFORM_RUNTIME_SYSTEM_MESSAGES_H
 
 // The system's texts for the error numbers that the layer produces, in Windows' English
 // words, each ending in "\r\n". Other numbers have no text.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <cstdarg>
 

@@ -1,6 +1,6 @@
-#include "basalt/platform/temp_path.h"
+#include "basalt/platform/runtime/temp_path.h"
 
-#include "basalt/platform/paths.h"
+#include "basalt/platform/runtime/paths.h"
 
 #include <algorithm>
 #include <cstdlib>

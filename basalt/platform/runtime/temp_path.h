@@ -1,10 +1,10 @@
-#ifndef BASALT_PLATFORM_TEMP_PATH_H
-#define BASALT_PLATFORM_TEMP_PATH_H
+#ifndef BASALT_PLATFORM_RUNTIME_TEMP_PATH_H
+#define BASALT_PLATFORM_RUNTIME_TEMP_PATH_H
 
 // The directory for temporary files: $TMPDIR when it names a directory, else /tmp; a relative
 // $TMPDIR counts from the working directory.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

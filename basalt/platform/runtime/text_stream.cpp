@@ -1,7 +1,7 @@
-#include "basalt/platform/text_stream.h"
+#include "basalt/platform/runtime/text_stream.h"
 
-#include "basalt/platform/paths.h"
-#include "basalt/platform/utf8.h"
+#include "basalt/platform/runtime/paths.h"
+#include "basalt/platform/base/utf8.h"
 
 #include <cerrno>
 #include <cstdio>

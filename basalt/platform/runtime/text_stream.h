@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_TEXT_STREAM_H
-#define BASALT_PLATFORM_TEXT_STREAM_H
+#ifndef BASALT_PLATFORM_RUNTIME_TEXT_STREAM_H
+#define BASALT_PLATFORM_RUNTIME_TEXT_STREAM_H
 
 // Text files of the runtime library. Files hold UTF-8 whatever the C locale says, and a line
 // end is the one byte '\n' in text and binary mode alike ("t" and "b" in a mode change
@@ -7,7 +7,7 @@
 // that starts no valid character into U+FFFD. Every call locks the stream for its length.
 // Streams are not inherited by programs the process starts.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 namespace basalt::platform {
 

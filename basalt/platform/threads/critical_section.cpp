@@ -1,4 +1,4 @@
-#include "basalt/platform/critical_section.h"
+#include "basalt/platform/threads/critical_section.h"
 
 namespace basalt::platform {
 

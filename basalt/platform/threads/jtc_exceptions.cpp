@@ -1,4 +1,4 @@
-#include "basalt/platform/jtc_exceptions.h"
+#include "basalt/platform/threads/jtc_exceptions.h"
 
 #include <cstring>
 #include <utility>

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_JTC_EXCEPTIONS_H
-#define BASALT_PLATFORM_JTC_EXCEPTIONS_H
+#ifndef BASALT_PLATFORM_THREADS_JTC_EXCEPTIONS_H
+#define BASALT_PLATFORM_THREADS_JTC_EXCEPTIONS_H
 
 // What the thread library throws. Every exception carries a sentence for people; a failed
 // system call also carries its error number.

@@ -1,4 +1,4 @@
-#include "basalt/platform/jtc_handle.h"
+#include "basalt/platform/threads/jtc_handle.h"
 
 namespace basalt::platform {
 

@@ -1,10 +1,10 @@
-#ifndef BASALT_PLATFORM_JTC_HANDLE_H
-#define BASALT_PLATFORM_JTC_HANDLE_H
+#ifndef BASALT_PLATFORM_THREADS_JTC_HANDLE_H
+#define BASALT_PLATFORM_THREADS_JTC_HANDLE_H
 
 // Reference-counted objects of the thread library and the handle that counts them.
 
 #include "basalt/export.h"
-#include "basalt/platform/critical_section.h"
+#include "basalt/platform/threads/critical_section.h"
 
 namespace basalt::platform {
 

@@ -1,7 +1,7 @@
-#include "basalt/platform/jtc_monitor.h"
+#include "basalt/platform/threads/jtc_monitor.h"
 
-#include "basalt/platform/jtc_exceptions.h"
-#include "basalt/platform/thread_interruption.h"
+#include "basalt/platform/threads/jtc_exceptions.h"
+#include "basalt/platform/threads/thread_interruption.h"
 
 #include <ctime>
 

@@ -1,11 +1,11 @@
-#ifndef BASALT_PLATFORM_JTC_MONITOR_H
-#define BASALT_PLATFORM_JTC_MONITOR_H
+#ifndef BASALT_PLATFORM_THREADS_JTC_MONITOR_H
+#define BASALT_PLATFORM_THREADS_JTC_MONITOR_H
 
 // The thread library's monitor: a re-entrant lock with one wait set.
 
 #include "basalt/export.h"
-#include "basalt/platform/jtc_mutex.h"
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/threads/jtc_mutex.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <ctime>
 

@@ -1,6 +1,6 @@
-#include "basalt/platform/jtc_mutex.h"
+#include "basalt/platform/threads/jtc_mutex.h"
 
-#include "basalt/platform/jtc_exceptions.h"
+#include "basalt/platform/threads/jtc_exceptions.h"
 
 namespace basalt::platform {
 

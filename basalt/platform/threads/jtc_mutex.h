@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_JTC_MUTEX_H
-#define BASALT_PLATFORM_JTC_MUTEX_H
+#ifndef BASALT_PLATFORM_THREADS_JTC_MUTEX_H
+#define BASALT_PLATFORM_THREADS_JTC_MUTEX_H
 
 // The thread library's recursive mutexes.
 

@@ -1,7 +1,7 @@
-#include "basalt/platform/jtc_thread.h"
+#include "basalt/platform/threads/jtc_thread.h"
 
-#include "basalt/platform/debug_output.h"
-#include "basalt/platform/jtc_exceptions.h"
+#include "basalt/platform/base/debug_output.h"
+#include "basalt/platform/threads/jtc_exceptions.h"
 
 #include <cxxabi.h>
 #include <sched.h>

@@ -1,12 +1,12 @@
-#ifndef BASALT_PLATFORM_JTC_THREAD_H
-#define BASALT_PLATFORM_JTC_THREAD_H
+#ifndef BASALT_PLATFORM_THREADS_JTC_THREAD_H
+#define BASALT_PLATFORM_THREADS_JTC_THREAD_H
 
 // The thread library's threads, on pthreads.
 
 #include "basalt/export.h"
-#include "basalt/platform/jtc_handle.h"
-#include "basalt/platform/jtc_monitor.h"
-#include "basalt/platform/thread_library.h"
+#include "basalt/platform/threads/jtc_handle.h"
+#include "basalt/platform/threads/jtc_monitor.h"
+#include "basalt/platform/threads/thread_library.h"
 
 #include <atomic>
 #include <pthread.h>

@@ -1,5 +1,5 @@
-#ifndef BASALT_PLATFORM_THREAD_INTERRUPTION_H
-#define BASALT_PLATFORM_THREAD_INTERRUPTION_H
+#ifndef BASALT_PLATFORM_THREADS_THREAD_INTERRUPTION_H
+#define BASALT_PLATFORM_THREADS_THREAD_INTERRUPTION_H
 
 // Interruption of the thread library's blocking calls.
 //
@@ -8,7 +8,7 @@
 // Linux causes that event, so the layer keeps it as a hook for tests: interruptThread makes
 // the next waits or joins of a thread throw, and wakes the thread if it is blocked in one now.
 
-#include "basalt/platform/win_types.h"
+#include "basalt/platform/base/win_types.h"
 
 #include <ctime>
 #include <pthread.h>

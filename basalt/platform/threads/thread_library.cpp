@@ -1,6 +1,6 @@
-#include "basalt/platform/thread_library.h"
+#include "basalt/platform/threads/thread_library.h"
 
-#include "basalt/platform/debug_output.h"
+#include "basalt/platform/base/debug_output.h"
 
 #include <pthread.h>
 

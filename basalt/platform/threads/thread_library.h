@@ -1,11 +1,11 @@
-#ifndef BASALT_PLATFORM_THREAD_LIBRARY_H
-#define BASALT_PLATFORM_THREAD_LIBRARY_H
+#ifndef BASALT_PLATFORM_THREADS_THREAD_LIBRARY_H
+#define BASALT_PLATFORM_THREADS_THREAD_LIBRARY_H
 
 // The thread library's life in a process. Its threads, monitors and mutexes stand on
 // pthreads and may be used only while the library is started.
 
 #include "basalt/export.h"
-#include "basalt/platform/jtc_handle.h"
+#include "basalt/platform/threads/jtc_handle.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "basalt/platform/thread_state.h"
+#include "basalt/platform/base/thread_state.h"
 
 #include <gtest/gtest.h>
 #include <sys/syscall.h>

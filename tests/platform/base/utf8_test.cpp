@@ -1,4 +1,4 @@
-#include "basalt/platform/utf8.h"
+#include "basalt/platform/base/utf8.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -1,6 +1,6 @@
-#include "basalt/platform/automation_strings.h"
-#include "basalt/platform/guid.h"
-#include "basalt/platform/variant.h"
+#include "basalt/platform/com/automation_strings.h"
+#include "basalt/platform/com/guid.h"
+#include "basalt/platform/com/variant.h"
 
 #include <gtest/gtest.h>
 #include <set>

@@ -1,7 +1,7 @@
-#include "../support/registry_sandbox.h"
-#include "basalt/platform/registry.h"
-#include "basalt/platform/registry_store.h"
-#include "basalt/platform/thread_state.h"
+#include "support/registry_sandbox.h"
+#include "basalt/platform/registry/registry.h"
+#include "basalt/platform/registry/registry_store.h"
+#include "basalt/platform/base/thread_state.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
