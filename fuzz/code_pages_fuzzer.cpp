@@ -2,8 +2,8 @@
 // directions, through exact, too small and single-character buffers. Units that came from bytes
 // must come back from their bytes, and bytes that came from units from their units.
 
-#include "basalt/platform/nls/code_pages.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/nls/code_pages.h"
 #include "fuzz_text.h"
 
 #include <cstdint>

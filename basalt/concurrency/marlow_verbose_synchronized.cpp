@@ -1,6 +1,7 @@
 #include "basalt/concurrency/marlow_verbose_synchronized.h"
 
-#include "basalt/frame/library_entry.h"
+#include "basalt/frame/static/static_objects.h"
+#include "basalt/logging/core_log.h"
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/text/formatted_text.h"
 

@@ -3,8 +3,8 @@
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/export.h"
-#include "basalt/platform/threads/jtc_monitor.h"
 #include "basalt/platform/base/win_types.h"
+#include "basalt/platform/threads/jtc_monitor.h"
 
 namespace basalt {
 

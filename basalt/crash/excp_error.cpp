@@ -1,7 +1,7 @@
 #include "basalt/crash/excp_error.h"
 
 #include "basalt/crash/stack_report.h"
-#include "basalt/frame/static_objects.h"
+#include "basalt/frame/static/static_objects.h"
 
 namespace TRELL_o {
 

@@ -1,12 +1,12 @@
 #include "basalt/crash/stack_report.h"
 
-#include "basalt/frame/static_objects.h"
-#include "basalt/platform/runtime/environment.h"
+#include "basalt/frame/static/static_objects.h"
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
+#include "basalt/platform/runtime/environment.h"
 #include "basalt/platform/runtime/runtime_time.h"
 #include "basalt/platform/runtime/temp_path.h"
 #include "basalt/platform/runtime/text_stream.h"
-#include "basalt/platform/base/thread_state.h"
 #include "basalt/system/registry_wrapper.h"
 #include "basalt/system/system_support.h"
 

@@ -1,7 +1,7 @@
 #include "basalt/data/node_list_iterator.h"
 
-#include "basalt/platform/com/automation_strings.h"
 #include "basalt/platform/base/utf8.h"
+#include "basalt/platform/com/automation_strings.h"
 
 #include <algorithm>
 #include <cstdint>

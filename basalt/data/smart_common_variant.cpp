@@ -1,8 +1,7 @@
 #include "basalt/data/smart_common_variant.h"
 
 #include "basalt/errors/base_error.h"
-#include "basalt/frame/library_entry.h"
-#include "basalt/frame/static_objects.h"
+#include "basalt/frame/static/static_objects.h"
 
 #include <new>
 

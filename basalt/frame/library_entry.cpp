@@ -1,12 +1,13 @@
 #include "basalt/frame/library_entry.h"
 
 #include "basalt/crash/trace_translator.h"
-#include "basalt/frame/debug_trace.h"
-#include "basalt/frame/exit_list.h"
-#include "basalt/frame/static_objects.h"
-#include "basalt/platform/threads/jtc_thread.h"
-#include "basalt/platform/runtime/orb.h"
+#include "basalt/frame/static/debug_trace.h"
+#include "basalt/frame/static/exit_list.h"
+#include "basalt/frame/static/static_objects.h"
+#include "basalt/logging/core_log.h"
 #include "basalt/platform/registry/registry_store.h"
+#include "basalt/platform/runtime/orb.h"
+#include "basalt/platform/threads/jtc_thread.h"
 
 #include <exception>
 #include <new>
@@ -14,7 +15,6 @@
 namespace basalt::frame {
 
 platform::JTCInitialize* threadLibraryInit = nullptr;
-CoreLog* libraryLog = nullptr;
 
 void startLibrary() {
   if (threadLibraryInit == nullptr) {

@@ -1,9 +1,8 @@
 #ifndef BASALT_FRAME_LIBRARY_ENTRY_H
 #define BASALT_FRAME_LIBRARY_ENTRY_H
 
-#include "basalt/logging/core_log.h"
-#include "basalt/platform/threads/thread_library.h"
 #include "basalt/platform/base/win_types.h"
+#include "basalt/platform/threads/thread_library.h"
 
 namespace basalt::frame {
 
@@ -25,10 +24,6 @@ void startLibrary();
 
 // The thread library's bracket for this process: set on process attach, deleted on detach.
 extern platform::JTCInitialize* threadLibraryInit;
-
-// The log the library's own code writes through. Set on process attach and not reset on
-// detach: nothing may use it once the library is being unloaded.
-extern CoreLog* libraryLog;
 
 } // namespace basalt::frame
 

@@ -1,8 +1,8 @@
 #include "basalt/frame/unicode_layer.h"
 
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
 #include "basalt/platform/registry/registry.h"
-#include "basalt/platform/base/thread_state.h"
 #include "basalt/text/kelp_string.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 #include "basalt/logging/core_log.h"
 
 #include "basalt/concurrency/pavane_mutex.h"
-#include "basalt/frame/static_slot.h"
+#include "basalt/frame/static/static_slot.h"
 #include "basalt/logging/core_log_impl.h"
 
 #include <memory>

@@ -1,11 +1,11 @@
 #include "basalt/logging/message_library.h"
 
 #include "basalt/concurrency/pavane_mutex.h"
-#include "basalt/frame/static_objects.h"
-#include "basalt/frame/static_slot.h"
+#include "basalt/frame/static/static_objects.h"
+#include "basalt/frame/static/static_slot.h"
 #include "basalt/logging/event_source.h"
-#include "basalt/platform/runtime/event_log.h"
 #include "basalt/platform/images/modules.h"
+#include "basalt/platform/runtime/event_log.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/text/formatted_text.h"
 

@@ -1,7 +1,7 @@
 #include "basalt/system/file_locator.h"
 
-#include "basalt/platform/runtime/find_files.h"
 #include "basalt/platform/images/modules.h"
+#include "basalt/platform/runtime/find_files.h"
 #include "basalt/platform/runtime/temp_path.h"
 
 #include <memory>

@@ -1,4 +1,4 @@
-#include "basalt/frame/static_objects.h"
+#include "basalt/frame/static/static_objects.h"
 #include "basalt/platform/registry/registry.h"
 #include "basalt/system/registry_wrapper.h"
 

@@ -1,7 +1,7 @@
 #include "basalt/system/registry_wrapper.h"
 
-#include "basalt/platform/registry/registry.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/registry/registry.h"
 #include "basalt/system/system_support.h"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 #include "basalt/system/shared_library.h"
 
 #include "basalt/concurrency/pavane_mutex.h"
-#include "basalt/frame/static_objects.h"
-#include "basalt/platform/images/loaded_modules.h"
+#include "basalt/frame/static/static_objects.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/images/loaded_modules.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/system/system_support.h"
 

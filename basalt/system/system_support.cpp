@@ -1,8 +1,8 @@
 #include "basalt/system/system_support.h"
 
-#include "basalt/frame/static_objects.h"
-#include "basalt/platform/runtime/system_messages.h"
+#include "basalt/frame/static/static_objects.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/runtime/system_messages.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
 #include "basalt/text/kelp_string.h"
 
-#include "basalt/frame/static_objects.h"
+#include "basalt/frame/static/static_objects.h"
 #include "basalt/platform/com/automation_strings.h"
 #include "basalt/platform/nls/code_pages.h"
 #include "basalt/text/system_locale_info.h"

@@ -1,6 +1,6 @@
 #include "basalt/text/system_locale_info.h"
 
-#include "basalt/frame/static_objects.h"
+#include "basalt/frame/static/static_objects.h"
 #include "basalt/platform/nls/locale.h"
 #include "basalt/text/kelp_string.h"
 

@@ -1,8 +1,10 @@
 #include "basalt/concurrency/marlow_thread_library.h"
 #include "basalt/concurrency/marlow_verbose_synchronized.h"
 #include "basalt/frame/library_entry.h"
-#include "basalt/platform/threads/jtc_exceptions.h"
+#include "basalt/frame/static/static_objects.h"
+#include "basalt/logging/core_log.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/threads/jtc_exceptions.h"
 
 // Needs the string and log headers above.
 #include "logging/log_sandbox.h"

@@ -4,9 +4,9 @@
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/concurrency/pavane_thread.h"
 #include "basalt/errors/base_error.h"
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/threads/jtc_exceptions.h"
 #include "basalt/platform/threads/thread_interruption.h"
-#include "basalt/platform/base/thread_state.h"
 
 #include <atomic>
 #include <chrono>

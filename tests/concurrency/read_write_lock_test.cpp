@@ -1,6 +1,6 @@
 #include "basalt/concurrency/read_write_lock.h"
-#include "basalt/platform/threads/thread_interruption.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/threads/thread_interruption.h"
 
 #include <atomic>
 #include <deque>

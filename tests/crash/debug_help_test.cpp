@@ -1,9 +1,9 @@
 // The built-in debug help library, bound by name as the report binds it.
 
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/debug_help.h"
 #include "basalt/platform/images/elf_symbols.h"
 #include "basalt/platform/images/loaded_modules.h"
-#include "basalt/platform/base/thread_state.h"
 #include "tests/support/scratch_directory.h"
 
 #include <cstring>

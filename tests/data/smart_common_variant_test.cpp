@@ -1,14 +1,14 @@
 // The common variant: typed access that raises and logs, the steps to and from the automation
 // variant, and comparisons within and across types.
 
-#include "support/registry_sandbox.h"
-#include "support/scratch_directory.h"
 #include "basalt/data/smart_common_variant.h"
 #include "basalt/errors/base_error.h"
-#include "basalt/frame/library_entry.h"
+#include "basalt/frame/static/static_objects.h"
 #include "basalt/logging/core_log.h"
 #include "basalt/platform/com/automation_strings.h"
 #include "basalt/platform/runtime/event_log.h"
+#include "support/registry_sandbox.h"
+#include "support/scratch_directory.h"
 
 #include <gtest/gtest.h>
 

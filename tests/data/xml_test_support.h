@@ -4,11 +4,11 @@
 // COM brought up for each test, a registry of the test's own for XPXML, and short ways to
 // turn the DOM's automation strings into UTF-8.
 
-#include "support/registry_sandbox.h"
-#include "support/scratch_directory.h"
 #include "basalt/data/xml_support.h"
 #include "basalt/platform/com/automation_strings.h"
 #include "basalt/platform/com/com.h"
+#include "support/registry_sandbox.h"
+#include "support/scratch_directory.h"
 
 #include <cstdio>
 #include <gtest/gtest.h>

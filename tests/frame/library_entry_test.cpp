@@ -1,5 +1,6 @@
 #include "basalt/frame/library_entry.h"
-#include "basalt/frame/static_objects.h"
+#include "basalt/frame/static/static_objects.h"
+#include "basalt/logging/core_log.h"
 #include "basalt/platform/base/debug_output.h"
 #include "basalt/platform/runtime/orb.h"
 

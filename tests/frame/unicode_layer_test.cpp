@@ -1,10 +1,10 @@
 // The Unicode layer is looked for under the product's registered root first, then by the
 // default search, with real registry files and a real module file named unicows.dll.
 
-#include "modules/test_modules.h"
-#include "support/registry_sandbox.h"
 #include "basalt/frame/unicode_layer.h"
 #include "basalt/platform/images/loaded_modules.h"
+#include "modules/test_modules.h"
+#include "support/registry_sandbox.h"
 #include "tests/support/scratch_directory.h"
 
 #include <filesystem>

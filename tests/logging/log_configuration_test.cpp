@@ -1,4 +1,4 @@
-#include "basalt/frame/static_objects.h"
+#include "basalt/frame/static/static_objects.h"
 #include "basalt/logging/core_log_impl.h"
 #include "basalt/logging/log_app.h"
 #include "log_sandbox.h"

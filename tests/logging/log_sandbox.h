@@ -4,9 +4,9 @@
 // A registry, an event log and a scratch directory of the test's own, and helpers to write
 // the log's configuration as .reg text.
 
+#include "basalt/platform/runtime/event_log.h"
 #include "support/registry_sandbox.h"
 #include "support/scratch_directory.h"
-#include "basalt/platform/runtime/event_log.h"
 
 #include <initializer_list>
 #include <string>

@@ -4,8 +4,8 @@
 // A fresh directory under the system's temporary directory, removed with everything in it
 // when the object goes, and the few helpers that tests of files need around it.
 
-#include "basalt/platform/nls/code_pages.h"
 #include "basalt/platform/base/utf8.h"
+#include "basalt/platform/nls/code_pages.h"
 
 #include <cstdlib>
 #include <filesystem>

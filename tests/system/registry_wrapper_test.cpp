@@ -1,5 +1,5 @@
-#include "support/registry_sandbox.h"
 #include "basalt/system/registry_wrapper.h"
+#include "support/registry_sandbox.h"
 
 #include <gtest/gtest.h>
 #include <vector>

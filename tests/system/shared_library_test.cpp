@@ -1,10 +1,10 @@
 // SharedLibrary and StringResourceLibrary on real message libraries and a real plugin.
 
-#include "modules/test_modules.h"
 #include "basalt/platform/images/loaded_modules.h"
 #include "basalt/system/file_locator.h"
 #include "basalt/system/shared_library.h"
 #include "basalt/system/string_resource_library.h"
+#include "modules/test_modules.h"
 #include "tests/support/scratch_directory.h"
 
 #include <filesystem>

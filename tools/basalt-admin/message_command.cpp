@@ -1,6 +1,6 @@
 #include "basalt/logging/message_probe.h"
-#include "basalt/platform/registry/reg_file_parser.h"
 #include "basalt/platform/base/utf8.h"
+#include "basalt/platform/registry/reg_file_parser.h"
 #include "tools/basalt-admin/commands.h"
 
 #include <cstdint>

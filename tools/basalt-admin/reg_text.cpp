@@ -1,7 +1,7 @@
 #include "tools/basalt-admin/reg_text.h"
 
-#include "basalt/platform/registry/registry_types.h"
 #include "basalt/platform/base/utf8.h"
+#include "basalt/platform/registry/registry_types.h"
 
 namespace basalt::admin {
 namespace {

@@ -1,6 +1,6 @@
+#include "basalt/platform/base/utf8.h"
 #include "basalt/platform/registry/reg_file_parser.h"
 #include "basalt/platform/registry/registry_store.h"
-#include "basalt/platform/base/utf8.h"
 #include "tools/basalt-admin/commands.h"
 #include "tools/basalt-admin/reg_text.h"
 

@@ -1,4 +1,4 @@
-#include "basalt/frame/debug_trace.h"
+#include "basalt/frame/static/debug_trace.h"
 
 #include "basalt/platform/base/debug_output.h"
 

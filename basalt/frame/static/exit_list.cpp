@@ -1,6 +1,6 @@
-#include "basalt/frame/exit_list.h"
+#include "basalt/frame/static/exit_list.h"
 
-#include "basalt/frame/debug_trace.h"
+#include "basalt/frame/static/debug_trace.h"
 
 #include <cstdlib>
 #include <mutex>

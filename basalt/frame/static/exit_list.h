@@ -1,5 +1,5 @@
-#ifndef BASALT_FRAME_EXIT_LIST_H
-#define BASALT_FRAME_EXIT_LIST_H
+#ifndef BASALT_FRAME_STATIC_EXIT_LIST_H
+#define BASALT_FRAME_STATIC_EXIT_LIST_H
 
 namespace basalt::frame {
 

@@ -1,10 +1,12 @@
-#include "basalt/frame/static_objects.h"
+#include "basalt/frame/static/static_objects.h"
 
-#include "basalt/frame/static_slot.h"
+#include "basalt/frame/static/static_slot.h"
 
 #include <array>
 
 namespace basalt::frame {
+
+CoreLog* libraryLog = nullptr;
 namespace {
 
 using RootNames = std::array<KELPString, 5>;

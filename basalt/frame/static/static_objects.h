@@ -1,5 +1,5 @@
-#ifndef BASALT_FRAME_STATIC_OBJECTS_H
-#define BASALT_FRAME_STATIC_OBJECTS_H
+#ifndef BASALT_FRAME_STATIC_STATIC_OBJECTS_H
+#define BASALT_FRAME_STATIC_STATIC_OBJECTS_H
 
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/text/kelp_string.h"
@@ -8,7 +8,15 @@
 #include <string>
 #include <vector>
 
+namespace basalt {
+class CoreLog;
+} // namespace basalt
+
 namespace basalt::frame {
+
+// The log the library's own code writes through. Set on process attach and not reset on
+// detach: nothing may use it once the library is being unloaded.
+extern CoreLog* libraryLog;
 
 // The library's process-wide objects with static life. They are made when the library loads,
 // before the process attach steps, in the order of this header, and go in the reverse order

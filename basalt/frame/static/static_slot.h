@@ -1,8 +1,8 @@
-#ifndef BASALT_FRAME_STATIC_SLOT_H
-#define BASALT_FRAME_STATIC_SLOT_H
+#ifndef BASALT_FRAME_STATIC_STATIC_SLOT_H
+#define BASALT_FRAME_STATIC_STATIC_SLOT_H
 
-#include "basalt/frame/debug_trace.h"
-#include "basalt/frame/exit_list.h"
+#include "basalt/frame/static/debug_trace.h"
+#include "basalt/frame/static/exit_list.h"
 
 #include <new>
 #include <utility>

@@ -11,8 +11,8 @@
 // once made work on any thread: there are no apartments and no marshalling.
 
 #include "basalt/export.h"
-#include "basalt/platform/com/guid.h"
 #include "basalt/platform/base/win_types.h"
+#include "basalt/platform/com/guid.h"
 
 #include <cstdint>
 #include <utility>

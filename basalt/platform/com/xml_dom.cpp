@@ -1,9 +1,9 @@
 #include "basalt/platform/com/xml_dom.h"
 
-#include "basalt/platform/com/automation_strings.h"
-#include "basalt/platform/runtime/paths.h"
 #include "basalt/platform/base/utf8.h"
+#include "basalt/platform/com/automation_strings.h"
 #include "basalt/platform/com/xml_document_class.h"
+#include "basalt/platform/runtime/paths.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,8 +1,8 @@
 #include "basalt/platform/images/debug_help.h"
 
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/elf_symbols.h"
 #include "basalt/platform/runtime/paths.h"
-#include "basalt/platform/base/thread_state.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -23,8 +23,8 @@
 // file's symbol table is read once and kept for the process; a file that changes on disk
 // is read again.
 
-#include "basalt/platform/runtime/structured_exceptions.h"
 #include "basalt/platform/base/win_types.h"
+#include "basalt/platform/runtime/structured_exceptions.h"
 
 #include <cstddef>
 

@@ -1,12 +1,12 @@
 #include "basalt/platform/images/loaded_modules.h"
 
-#include "basalt/platform/nls/code_pages.h"
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/debug_help.h"
 #include "basalt/platform/images/elf_dependencies.h"
-#include "basalt/platform/nls/locale.h"
 #include "basalt/platform/images/modules.h"
+#include "basalt/platform/nls/code_pages.h"
+#include "basalt/platform/nls/locale.h"
 #include "basalt/platform/runtime/paths.h"
-#include "basalt/platform/base/thread_state.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -15,8 +15,8 @@
 // "imagehlp.dll" is built in (debug_help.h): its bare name, in any case, gives the built-in
 // module whatever lies on disk, and FreeLibrary never unloads it.
 
-#include "basalt/platform/images/pe_image.h"
 #include "basalt/platform/base/win_types.h"
+#include "basalt/platform/images/pe_image.h"
 
 #include <cstddef>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "basalt/platform/images/modules.h"
 
-#include "basalt/platform/runtime/paths.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/runtime/paths.h"
 
 #include <algorithm>
 #include <cctype>

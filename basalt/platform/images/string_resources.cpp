@@ -1,8 +1,8 @@
 #include "basalt/platform/images/string_resources.h"
 
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
 #include "basalt/platform/nls/locale.h"
-#include "basalt/platform/base/thread_state.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -6,8 +6,8 @@
 // id. Each block is a language of its own; the language-neutral one is taken first, then the
 // user's default language, then U.S. English, then the first there is.
 
-#include "basalt/platform/images/pe_image.h"
 #include "basalt/platform/base/win_types.h"
+#include "basalt/platform/images/pe_image.h"
 
 #include <cstddef>
 

@@ -1,9 +1,9 @@
 #include "basalt/platform/nls/locale.h"
 
-#include "basalt/platform/nls/code_pages.h"
 #include "basalt/platform/base/debug_output.h"
-#include "basalt/platform/nls/locale_table.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/nls/code_pages.h"
+#include "basalt/platform/nls/locale_table.h"
 
 #include <cctype>
 #include <cstdio>

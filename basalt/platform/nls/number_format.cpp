@@ -1,7 +1,7 @@
 #include "basalt/platform/nls/number_format.h"
 
-#include "basalt/platform/nls/locale_identifiers.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/nls/locale_identifiers.h"
 
 #include <string>
 #include <unicode/uloc.h>

@@ -1,8 +1,8 @@
 #include "basalt/platform/nls/thread_locale.h"
 
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/nls/locale.h"
 #include "basalt/platform/nls/locale_identifiers.h"
-#include "basalt/platform/base/thread_state.h"
 
 namespace basalt::platform {
 namespace {

@@ -1,7 +1,7 @@
 #include "basalt/platform/registry/reg_file_parser.h"
 
-#include "basalt/platform/nls/code_pages.h"
 #include "basalt/platform/base/utf8.h"
+#include "basalt/platform/nls/code_pages.h"
 
 #include <cstring>
 

@@ -1,9 +1,9 @@
 #include "basalt/platform/registry/registry.h"
 
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/nls/code_pages.h"
 #include "basalt/platform/nls/locale.h"
 #include "basalt/platform/registry/registry_store.h"
-#include "basalt/platform/base/thread_state.h"
 
 #include <cstring>
 #include <mutex>

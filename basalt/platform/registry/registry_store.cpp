@@ -1,8 +1,8 @@
 #include "basalt/platform/registry/registry_store.h"
 
 #include "basalt/platform/nls/code_pages.h"
-#include "basalt/platform/runtime/event_log.h"
 #include "basalt/platform/nls/locale.h"
+#include "basalt/platform/runtime/event_log.h"
 
 #include <algorithm>
 #include <atomic>

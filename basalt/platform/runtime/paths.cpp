@@ -1,8 +1,8 @@
 #include "basalt/platform/runtime/paths.h"
 
+#include "basalt/platform/base/utf8.h"
 #include "basalt/platform/nls/code_pages.h"
 #include "basalt/platform/nls/locale.h"
-#include "basalt/platform/base/utf8.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 #include "basalt/platform/runtime/text_stream.h"
 
-#include "basalt/platform/runtime/paths.h"
 #include "basalt/platform/base/utf8.h"
+#include "basalt/platform/runtime/paths.h"
 
 #include <cerrno>
 #include <cstdio>

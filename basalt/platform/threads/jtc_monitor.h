@@ -4,8 +4,8 @@
 // The thread library's monitor: a re-entrant lock with one wait set.
 
 #include "basalt/export.h"
-#include "basalt/platform/threads/jtc_mutex.h"
 #include "basalt/platform/base/win_types.h"
+#include "basalt/platform/threads/jtc_mutex.h"
 
 #include <ctime>
 

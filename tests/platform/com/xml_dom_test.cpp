@@ -2,11 +2,11 @@
 // DOM refuses, loading in other encodings, XPath selections, streams, and variants that hold
 // objects.
 
-#include "support/scratch_directory.h"
 #include "basalt/platform/com/automation_strings.h"
 #include "basalt/platform/com/com.h"
 #include "basalt/platform/com/variant.h"
 #include "basalt/platform/com/xml_dom.h"
+#include "support/scratch_directory.h"
 
 #include <gtest/gtest.h>
 #include <libxml/globals.h>

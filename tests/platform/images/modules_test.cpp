@@ -1,12 +1,12 @@
 // Modules of the process and modules the layer loads: resource DLLs as data, ELF objects
 // with dlopen, and files that are neither.
 
-#include "modules/test_modules.h"
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
-#include "basalt/platform/nls/locale.h"
 #include "basalt/platform/images/modules.h"
 #include "basalt/platform/images/string_resources.h"
-#include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/nls/locale.h"
+#include "modules/test_modules.h"
 #include "tests/support/scratch_directory.h"
 
 #include <atomic>

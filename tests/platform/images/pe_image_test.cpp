@@ -1,10 +1,10 @@
 // The PE reader against images that lie: every header, table and offset of a real resource
 // DLL is bent in turn, and each bend must end in a clean failure.
 
-#include "modules/test_modules.h"
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/pe_image.h"
 #include "basalt/platform/images/string_resources.h"
-#include "basalt/platform/base/thread_state.h"
+#include "modules/test_modules.h"
 
 #include <cstdint>
 #include <cstring>

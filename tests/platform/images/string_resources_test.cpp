@@ -1,10 +1,10 @@
 // LoadStringW on real resource DLLs built by llvm-rc, llvm-cvtres and lld-link.
 
-#include "modules/test_modules.h"
-#include "support/scratch_directory.h"
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
 #include "basalt/platform/images/string_resources.h"
-#include "basalt/platform/base/thread_state.h"
+#include "modules/test_modules.h"
+#include "support/scratch_directory.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#include "basalt/platform/nls/code_pages.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/nls/code_pages.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -1,5 +1,5 @@
-#include "basalt/platform/nls/locale.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/nls/locale.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>

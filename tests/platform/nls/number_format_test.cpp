@@ -1,6 +1,6 @@
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/nls/locale.h"
 #include "basalt/platform/nls/number_format.h"
-#include "basalt/platform/base/thread_state.h"
 
 #include <gtest/gtest.h>
 #include <string>

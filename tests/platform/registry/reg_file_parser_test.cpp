@@ -1,6 +1,6 @@
-#include "support/registry_sandbox.h"
-#include "basalt/platform/registry/reg_file_parser.h"
 #include "basalt/platform/base/utf8.h"
+#include "basalt/platform/registry/reg_file_parser.h"
+#include "support/registry_sandbox.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "support/registry_sandbox.h"
 #include "basalt/platform/registry/registry_store.h"
+#include "support/registry_sandbox.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "support/registry_sandbox.h"
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/registry/registry.h"
 #include "basalt/platform/registry/registry_store.h"
-#include "basalt/platform/base/thread_state.h"
+#include "support/registry_sandbox.h"
 
 #include <atomic>
 #include <gtest/gtest.h>

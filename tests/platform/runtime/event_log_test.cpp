@@ -1,6 +1,6 @@
-#include "support/registry_sandbox.h"
-#include "basalt/platform/runtime/event_log.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/runtime/event_log.h"
+#include "support/registry_sandbox.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -1,10 +1,10 @@
 // The file-system operations of the layer: directory searches, the temporary directory and
 // text streams.
 
+#include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/runtime/find_files.h"
 #include "basalt/platform/runtime/temp_path.h"
 #include "basalt/platform/runtime/text_stream.h"
-#include "basalt/platform/base/thread_state.h"
 #include "tests/support/scratch_directory.h"
 
 #include <cerrno>

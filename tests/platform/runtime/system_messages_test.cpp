@@ -1,5 +1,5 @@
-#include "basalt/platform/runtime/system_messages.h"
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/runtime/system_messages.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -1,12 +1,12 @@
 #include "basalt/frame/library_entry.h"
+#include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/runtime/orb.h"
 #include "basalt/platform/threads/jtc_exceptions.h"
 #include "basalt/platform/threads/jtc_monitor.h"
 #include "basalt/platform/threads/jtc_mutex.h"
 #include "basalt/platform/threads/jtc_thread.h"
-#include "basalt/platform/runtime/orb.h"
 #include "basalt/platform/threads/thread_interruption.h"
 #include "basalt/platform/threads/thread_library.h"
-#include "basalt/platform/base/thread_state.h"
 
 #include <atomic>
 #include <cerrno>
