@@ -1,5 +1,6 @@
 #include "basalt/crash/stack_report.h"
 
+#include "basalt/crash/value_lines.h"
 #include "basalt/frame/static/static_objects.h"
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
@@ -44,6 +45,9 @@ struct Bindings {
   decltype(&plat::MapAndLoad) MapAndLoad;
   decltype(&plat::UnMapAndLoad) UnMapAndLoad;
   decltype(&plat::SymEnumerateModules) SymEnumerateModules;
+  decltype(&plat::SymSetContext) SymSetContext;
+  decltype(&plat::SymEnumSymbols) SymEnumSymbols;
+  decltype(&plat::SymGetTypeInfo) SymGetTypeInfo;
 };
 
 // Plain process-wide state: the translator's flag keeps two reports from overlapping.
@@ -132,6 +136,9 @@ bool walk(plat::HANDLE process, plat::HANDLE thread, plat::CONTEXT* context,
   plat::IMAGEHLP_MODULE module{};
   module.SizeOfStruct = sizeof module;
   plat::DWORD64 lastModuleBase = 0;
+  ValueLines values(process, reportStream,
+                    {imagehlp.MapAndLoad, imagehlp.UnMapAndLoad, imagehlp.SymSetContext,
+                     imagehlp.SymEnumSymbols, imagehlp.SymGetTypeInfo});
   for (int number = 0;; ++number) {
     if (imagehlp.StackWalk(plat::IMAGE_FILE_MACHINE_AMD64, process, thread, &frame, context,
                            nullptr, imagehlp.SymFunctionTableAccess, imagehlp.SymGetModuleBase,
@@ -145,7 +152,7 @@ bool walk(plat::HANDLE process, plat::HANDLE thread, plat::CONTEXT* context,
       writeLastError();
     } else if (module.BaseOfImage != lastModuleBase) {
       lastModuleBase = module.BaseOfImage;
-      if (!writeModuleInfo(&module)) {
+      if (!writeModuleInfo(&module) || !values.writeGlobals(module)) {
         return false;
       }
     }
@@ -160,6 +167,7 @@ bool walk(plat::HANDLE process, plat::HANDLE thread, plat::CONTEXT* context,
         if (!writeSymbol(symbol, displacement)) {
           return false;
         }
+        values.writeLocals(frame, symbol, displacement, number > 0);
       } else if (plat::GetLastError() != plat::ERROR_INVALID_ADDRESS) {
         writeLastError();
       }
@@ -263,6 +271,9 @@ int bindImagehlp() {
       bind(imagehlp.MapAndLoad, "MapAndLoad"),
       bind(imagehlp.UnMapAndLoad, "UnMapAndLoad"),
       bind(imagehlp.SymEnumerateModules, "SymEnumerateModules"),
+      bind(imagehlp.SymSetContext, "SymSetContext"),
+      bind(imagehlp.SymEnumSymbols, "SymEnumSymbols"),
+      bind(imagehlp.SymGetTypeInfo, "SymGetTypeInfo"),
   };
   for (const bool found : bound) {
     if (!found) {

@@ -19,7 +19,7 @@ void writeStackReport(platform::CONTEXT* context);
 // From symbol initialisation to the report's trailer, into the open report.
 void traceStack(platform::HANDLE thread, platform::CONTEXT* context);
 
-// Non-zero once all 13 functions are bound; on failure nothing stays loaded.
+// Non-zero once all 16 functions are bound; on failure nothing stays loaded.
 int bindImagehlp();
 
 void writeLastError();

@@ -4,13 +4,15 @@
 //
 //   crash_probe <fault> <where> [times]
 //
-// fault: null-write, indirect-write, divide, illegal, null-call, raise. where: main (the loading
+// fault: null-write, indirect-write, divide, illegal, null-call, raise, locals (-O0 code with
+// variables), registers (-O2 code). where: main (the loading
 // thread), attached (a new thread that runs the entry point's thread attach), plain (a new thread
 // that doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught.
 
 #include "basalt/errors/any_error.h"
 #include "basalt/frame/library_entry.h"
 #include "basalt/text/kelp_string.h"
+#include "tests/crash/crash_probe_values.h"
 
 #include <csignal>
 #include <cstdio>
@@ -64,6 +66,10 @@ __attribute__((noinline)) void faultBelow(const std::string& kind) {
     callThroughNull(nullptr);
   } else if (kind == "raise") {
     raiseSignal();
+  } else if (kind == "locals") {
+    callWithLocals(nullptr);
+  } else if (kind == "registers") {
+    std::printf("sum %d\n", faultInRegisters(7, nullptr));
   }
   asm volatile("");
 }

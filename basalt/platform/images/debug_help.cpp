@@ -1,6 +1,7 @@
 #include "basalt/platform/images/debug_help.h"
 
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/images/dwarf_info.h"
 #include "basalt/platform/images/elf_symbols.h"
 #include "basalt/platform/runtime/paths.h"
 
@@ -10,6 +11,7 @@
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <link.h>
 #include <map>
 #include <memory>
@@ -38,6 +40,8 @@ struct Module {
   std::string name;
   std::shared_ptr<const ElfSymbolTable> symbols; // found on first need
   DWORD timeDateStamp = 0;                       // set with symbols
+  std::shared_ptr<const DwarfInfo> dwarf;        // found on first need
+  bool dwarfLooked = false;
 };
 
 // What tells one version of a file from another.
@@ -57,6 +61,11 @@ struct CachedTable {
   std::shared_ptr<const ElfSymbolTable> table;
 };
 
+struct CachedDwarf {
+  FileStamp stamp;
+  std::shared_ptr<const DwarfInfo> info; // null when the file has none
+};
+
 struct Session {
   std::mutex mutex;
   bool initialised = false;
@@ -66,6 +75,9 @@ struct Session {
   // Symbol tables by file, kept past SymCleanup: each report starts a session of its own, and
   // reading the tables is most of its cost. A file that changes is read again.
   std::map<std::string, CachedTable> tables;
+  // Debug information by file, kept in the same way.
+  std::map<std::string, CachedDwarf> dwarf;
+  IMAGEHLP_STACK_FRAME context{};
 };
 
 // Never destroyed: a report may run while the process exits.
@@ -177,6 +189,31 @@ const ElfSymbolTable& symbolsOf(Session& state, Module& module) {
   return *module.symbols;
 }
 
+// The module's debug information, from the cache while its file is unchanged; null when it
+// has none.
+const DwarfInfo* dwarfOf(Session& state, Module& module) {
+  if (module.dwarfLooked) {
+    return module.dwarf.get();
+  }
+  module.dwarfLooked = true;
+  struct stat status {};
+  if (module.path.empty() || ::stat(module.path.c_str(), &status) != 0) {
+    return nullptr;
+  }
+  const FileStamp stamp{status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+  const auto cached = state.dwarf.find(module.path);
+  if (cached != state.dwarf.end() && cached->second.stamp == stamp) {
+    module.dwarf = cached->second.info;
+  } else {
+    // The search path's ';' separators as the debug file search wants them.
+    std::string directories = state.searchPath;
+    std::replace(directories.begin(), directories.end(), ';', ':');
+    module.dwarf = DwarfInfo::open(module.path, directories);
+    state.dwarf[module.path] = {stamp, module.dwarf};
+  }
+  return module.dwarf.get();
+}
+
 Module* findModule(Session& state, DWORD64 address) {
   const auto holds = [address](const Module& m) { return address >= m.base && address < m.end; };
   auto found = std::find_if(state.modules.begin(), state.modules.end(), holds);
@@ -215,15 +252,43 @@ void copyText(char* target, std::size_t size, const std::string& text) {
   target[length] = '\0';
 }
 
-BOOL readOwnMemory(HANDLE /*process*/, DWORD64 address, void* buffer, DWORD size,
-                   DWORD* bytesRead) {
-  iovec local{buffer, size};
-  iovec remote{reinterpret_cast<void*>(address), size};
-  const ssize_t got = ::process_vm_readv(::getpid(), &local, 1, &remote, 1, 0);
+BOOL readOwnMemory(HANDLE process, DWORD64 address, void* buffer, DWORD size, DWORD* bytesRead) {
+  std::size_t got = 0;
+  const BOOL read =
+      ReadProcessMemory(process, reinterpret_cast<const void*>(address), buffer, size, &got);
   if (bytesRead != nullptr) {
-    *bytesRead = got > 0 ? static_cast<DWORD>(got) : 0;
+    *bytesRead = static_cast<DWORD>(got);
   }
-  return got == static_cast<ssize_t>(size) ? TRUE : FALSE;
+  return read;
+}
+
+// Calls back with each variable in a SYMBOL_INFO of its own, until the callback says FALSE.
+void enumerate(const std::vector<DebugVariable>& variables, DWORD64 moduleBase, DWORD64 bias,
+               const char* mask, PSYM_ENUMERATESYMBOLS_CALLBACK callback, void* userContext) {
+  std::vector<unsigned char> block;
+  for (const DebugVariable& variable : variables) {
+    if (mask != nullptr && ::fnmatch(mask, variable.name.c_str(), 0) != 0) {
+      continue;
+    }
+    block.assign(sizeof(SYMBOL_INFO) + variable.name.size(), 0);
+    auto* symbol = reinterpret_cast<SYMBOL_INFO*>(block.data());
+    symbol->SizeOfStruct = sizeof(SYMBOL_INFO);
+    symbol->TypeIndex = variable.type;
+    symbol->Index = variable.index;
+    symbol->Size = static_cast<ULONG>(variable.size);
+    symbol->ModBase = moduleBase;
+    symbol->Flags = variable.flags;
+    symbol->Address = (variable.flags & SYMFLAG_LOCAL) != 0 ? variable.address
+                                                            : variable.address + bias;
+    symbol->Register = variable.registerId;
+    symbol->Tag = SymTagData;
+    symbol->NameLen = static_cast<ULONG>(variable.name.size());
+    symbol->MaxNameLen = symbol->NameLen + 1;
+    std::memcpy(symbol->Name, variable.name.c_str(), variable.name.size() + 1);
+    if (callback(symbol, static_cast<ULONG>(block.size()), userContext) == FALSE) {
+      return;
+    }
+  }
 }
 
 // The word at address, or nullopt when it can't be read.
@@ -340,6 +405,29 @@ HANDLE GetCurrentProcess() {
 
 HANDLE GetCurrentThread() {
   return currentThread;
+}
+
+BOOL ReadProcessMemory(HANDLE process, const void* address, void* buffer, std::size_t size,
+                       std::size_t* bytesRead) {
+  if (bytesRead != nullptr) {
+    *bytesRead = 0;
+  }
+  if (process != currentProcess) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  // The kernel copies, so a bad address fails the call instead of faulting.
+  iovec local{buffer, size};
+  iovec remote{const_cast<void*>(address), size};
+  const ssize_t got = size == 0 ? 0 : ::process_vm_readv(::getpid(), &local, 1, &remote, 1, 0);
+  if (bytesRead != nullptr) {
+    *bytesRead = got > 0 ? static_cast<std::size_t>(got) : 0;
+  }
+  if (got != static_cast<ssize_t>(size)) {
+    SetLastError(ERROR_PARTIAL_COPY);
+    return FALSE;
+  }
+  return TRUE;
 }
 
 BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE /*thread*/, STACKFRAME* frame,
@@ -558,6 +646,65 @@ BOOL SymEnumerateModules(HANDLE process, PSYM_ENUMMODULES_CALLBACK callback, voi
   return TRUE;
 }
 
+BOOL SymSetContext(HANDLE process, const IMAGEHLP_STACK_FRAME* frame, void* /*context*/) {
+  const SessionLock state(process);
+  if (!state.ok()) {
+    return FALSE;
+  }
+  if (frame == nullptr) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  (*state).context = *frame;
+  return TRUE;
+}
+
+BOOL SymEnumSymbols(HANDLE process, ULONG64 baseOfDll, const char* mask,
+                    PSYM_ENUMERATESYMBOLS_CALLBACK callback, void* userContext) {
+  std::vector<DebugVariable> variables;
+  DWORD64 moduleBase = 0;
+  DWORD64 bias = 0;
+  {
+    const SessionLock state(process);
+    if (!state.ok()) {
+      return FALSE;
+    }
+    if (callback == nullptr) {
+      SetLastError(ERROR_INVALID_PARAMETER);
+      return FALSE;
+    }
+    const DWORD64 address = baseOfDll != 0 ? baseOfDll : (*state).context.InstructionOffset;
+    Module* module = findModule(*state, address);
+    const DwarfInfo* dwarf = module != nullptr ? dwarfOf(*state, *module) : nullptr;
+    if (dwarf == nullptr || (baseOfDll != 0 && module->base != baseOfDll)) {
+      SetLastError(ERROR_MOD_NOT_FOUND);
+      return FALSE;
+    }
+    moduleBase = module->base;
+    bias = module->bias;
+    variables = baseOfDll != 0 ? dwarf->globals() : dwarf->locals(address - module->bias);
+  }
+  // Outside the lock: the callback may ask about types.
+  enumerate(variables, moduleBase, bias, mask, callback, userContext);
+  return TRUE;
+}
+
+BOOL SymGetTypeInfo(HANDLE process, DWORD64 modBase, ULONG typeId,
+                    IMAGEHLP_SYMBOL_TYPE_INFO getType, void* info) {
+  const SessionLock state(process);
+  if (!state.ok()) {
+    return FALSE;
+  }
+  Module* module = findModule(*state, modBase);
+  const DwarfInfo* dwarf =
+      module != nullptr && module->base == modBase ? dwarfOf(*state, *module) : nullptr;
+  if (dwarf == nullptr || !dwarf->typeInfo(typeId, getType, info)) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  return TRUE;
+}
+
 DWORD UnDecorateSymbolName(const char* name, char* output, DWORD outputSize, DWORD flags) {
   if (name == nullptr || output == nullptr || outputSize == 0) {
     SetLastError(ERROR_INVALID_PARAMETER);
@@ -670,6 +817,9 @@ FARPROC debugHelpProcedure(const char* name) {
       {"SymGetOptions", reinterpret_cast<FARPROC>(&SymGetOptions)},
       {"SymGetSymFromAddr", reinterpret_cast<FARPROC>(&SymGetSymFromAddr)},
       {"SymInitialize", reinterpret_cast<FARPROC>(&SymInitialize)},
+      {"SymEnumSymbols", reinterpret_cast<FARPROC>(&SymEnumSymbols)},
+      {"SymGetTypeInfo", reinterpret_cast<FARPROC>(&SymGetTypeInfo)},
+      {"SymSetContext", reinterpret_cast<FARPROC>(&SymSetContext)},
       {"SymSetOptions", reinterpret_cast<FARPROC>(&SymSetOptions)},
       {"UnDecorateSymbolName", reinterpret_cast<FARPROC>(&UnDecorateSymbolName)},
       {"UnMapAndLoad", reinterpret_cast<FARPROC>(&UnMapAndLoad)},

@@ -2,7 +2,7 @@
 #define BASALT_PLATFORM_IMAGES_DEBUG_HELP_H
 
 // The debug help library "imagehlp.dll", built in: LoadLibraryW(L"imagehlp.dll") gives its
-// handle and GetProcAddress its 13 functions by their Windows names. Addresses are 64 bits
+// handle and GetProcAddress its 16 functions by their Windows names. Addresses are 64 bits
 // wide.
 //
 // Modules are the ELF objects the dynamic loader has mapped (dl_iterate_phdr); a module's
@@ -18,6 +18,12 @@
 // it has no frame yet: when it starts where there is no code (a call through a null function
 // pointer), or when [Rsp] follows a direct call of the code it is in (a leaf function, which
 // g++ builds without a frame even with -fno-omit-frame-pointer).
+//
+// Variables come from a module's DWARF information (elfutils), or from a separate debug file
+// that the module's build-id or debug link names in /usr/lib/debug or in the search path's
+// directories: SymEnumSymbols lists a module's globals, or the locals of the frame that
+// SymSetContext chose, and SymGetTypeInfo describes their types. Type indexes have typedefs
+// and qualifiers resolved, as in a program database.
 //
 // Symbol handling is process-wide, between SymInitialize and SymCleanup, and serialised. A
 // file's symbol table is read once and kept for the process; a file that changes on disk
@@ -104,17 +110,114 @@ struct LOADED_IMAGE {
   DWORD SizeOfImage;
 };
 
+// Flags of SYMBOL_INFO.
+constexpr ULONG SYMFLAG_REGISTER = 0x8;
+constexpr ULONG SYMFLAG_REGREL = 0x10;
+constexpr ULONG SYMFLAG_PARAMETER = 0x40;
+constexpr ULONG SYMFLAG_LOCAL = 0x80;
+constexpr ULONG SYMFLAG_NULL = 0x80000;
+
+// Registers of SYMBOL_INFO's Register.
+constexpr ULONG CV_AMD64_RBP = 334;
+constexpr ULONG CV_AMD64_RSP = 335;
+
+// A variable. Address is its address for a global, the offset from Register for a
+// SYMFLAG_REGREL local; a local with SYMFLAG_REGISTER or SYMFLAG_NULL (optimised out) has none.
+// Name holds NameLen characters and a NUL.
+struct SYMBOL_INFO {
+  ULONG SizeOfStruct;
+  ULONG TypeIndex;
+  ULONG64 Reserved[2];
+  ULONG Index;
+  ULONG Size;
+  ULONG64 ModBase;
+  ULONG Flags;
+  ULONG64 Value;
+  ULONG64 Address;
+  ULONG Register;
+  ULONG Scope;
+  ULONG Tag;
+  ULONG NameLen;
+  ULONG MaxNameLen;
+  char Name[1];
+};
+
+// The frame whose scope SymEnumSymbols lists: InstructionOffset chooses the function and its
+// blocks.
+struct IMAGEHLP_STACK_FRAME {
+  ULONG64 InstructionOffset;
+  ULONG64 ReturnOffset;
+  ULONG64 FrameOffset;
+  ULONG64 StackOffset;
+  ULONG64 BackingStoreOffset;
+  ULONG64 FuncTableEntry;
+  ULONG64 Params[4];
+  ULONG64 Reserved[5];
+  BOOL Virtual;
+  ULONG Reserved2;
+};
+
+// What SymGetTypeInfo tells: TI_GET_SYMTAG, TI_GET_BASETYPE, TI_GET_TYPEID and
+// TI_GET_DATAKIND as a DWORD, TI_GET_LENGTH as a ULONG64.
+enum IMAGEHLP_SYMBOL_TYPE_INFO {
+  TI_GET_SYMTAG = 0,
+  TI_GET_LENGTH = 2,
+  TI_GET_TYPEID = 4,
+  TI_GET_BASETYPE = 5,
+  TI_GET_DATAKIND = 8,
+};
+
+enum SymTagEnum : DWORD {
+  SymTagNull = 0,
+  SymTagData = 7,
+  SymTagUDT = 11,
+  SymTagEnum = 12,
+  SymTagFunctionType = 13,
+  SymTagPointerType = 14,
+  SymTagArrayType = 15,
+  SymTagBaseType = 16,
+};
+
+enum BasicType : DWORD {
+  btNoType = 0,
+  btVoid = 1,
+  btChar = 2,
+  btWChar = 3,
+  btInt = 6,
+  btUInt = 7,
+  btFloat = 8,
+  btBool = 10,
+  btChar16 = 32,
+  btChar32 = 33,
+};
+
+enum DataKind : DWORD {
+  DataIsUnknown = 0,
+  DataIsLocal = 1,
+  DataIsParam = 3,
+  DataIsFileStatic = 5,
+  DataIsGlobal = 6,
+};
+
 using PREAD_PROCESS_MEMORY_ROUTINE = BOOL (*)(HANDLE process, DWORD64 address, void* buffer,
                                               DWORD size, DWORD* bytesRead);
 using PFUNCTION_TABLE_ACCESS_ROUTINE = void* (*)(HANDLE process, DWORD64 address);
 using PGET_MODULE_BASE_ROUTINE = DWORD64 (*)(HANDLE process, DWORD64 address);
 using PTRANSLATE_ADDRESS_ROUTINE = DWORD64 (*)(HANDLE process, HANDLE thread, ADDRESS* address);
+using PSYM_ENUMERATESYMBOLS_CALLBACK = BOOL (*)(SYMBOL_INFO* symbol, ULONG symbolSize,
+                                                void* userContext);
 using PSYM_ENUMMODULES_CALLBACK = BOOL (*)(const char* moduleName, DWORD64 baseOfDll,
                                            void* userContext);
 
 // Pseudo handles of the calling process and thread, as Windows gives them.
 HANDLE GetCurrentProcess();
 HANDLE GetCurrentThread();
+
+// Copies size bytes at address of this process (the only process there is) into buffer
+// without faulting, from any thread. FALSE when not all of them could be read; bytesRead, when
+// given, says how many were.
+BOOL ReadProcessMemory(HANDLE process, const void* address, void* buffer, std::size_t size,
+                       std::size_t* bytesRead);
 
 // One step of the walk: the first call describes the frame of context's Rip, each later call
 // its caller. FALSE at the end of the chain, for a machine other than
@@ -141,6 +244,17 @@ BOOL SymGetSymFromAddr(HANDLE process, DWORD64 address, DWORD64* displacement,
 BOOL SymInitialize(HANDLE process, const char* searchPath, BOOL invadeProcess);
 BOOL SymCleanup(HANDLE process);
 BOOL SymEnumerateModules(HANDLE process, PSYM_ENUMMODULES_CALLBACK callback, void* userContext);
+// Chooses the frame whose locals SymEnumSymbols lists when given no module.
+BOOL SymSetContext(HANDLE process, const IMAGEHLP_STACK_FRAME* frame, void* context);
+// With a module's base: its globals (variables of file or namespace scope); with 0: the
+// variables and parameters in scope at the frame of SymSetContext. A null mask lists all,
+// others match names with '*' and '?'. The callback's FALSE ends the list. FALSE with
+// ERROR_MOD_NOT_FOUND when the module has no debug information.
+BOOL SymEnumSymbols(HANDLE process, ULONG64 baseOfDll, const char* mask,
+                    PSYM_ENUMERATESYMBOLS_CALLBACK callback, void* userContext);
+// One property of a type index or of a SYMBOL_INFO's Index in the module at modBase.
+BOOL SymGetTypeInfo(HANDLE process, DWORD64 modBase, ULONG typeId,
+                    IMAGEHLP_SYMBOL_TYPE_INFO getType, void* info);
 // The demangled name, cut to outputSize - 1 characters; UNDNAME_NAME_ONLY leaves out the
 // parameter list and what follows it. A name that isn't mangled is copied. Returns the
 // length written, 0 on failure.
