@@ -109,6 +109,55 @@ TEST_F(CrashReportTest, FaultsBecomeAnyErrorsAndAppendReportsThatNameTheFaulting
   }
 }
 
+// The locals of -O0 code, in the faulting frame and its caller, and the module's globals
+// whose names begin with 'g'; of -O2 code only what it keeps in the frame, nothing of its
+// registers.
+TEST_F(CrashReportTest, FramesShowTheVariablesOfTheirDebugInformation) {
+  setDoTrace("dword:00000001");
+  EXPECT_EQ(probe("locals", "main").output, caughtLine);
+  EXPECT_EQ(probe("registers", "main").output, caughtLine);
+  const std::vector<std::string> reports = splitReports(report());
+  ASSERT_EQ(reports.size(), 2U) << report();
+  const std::string& locals = reports[0];
+  const char* const faulting = "  Declaration:  probe::faultWithLocals(int, int volatile*)\n"
+                               "\n\t\tint parameter = 7"
+                               "\n\t\tint* target = 0x0000000000000000"
+                               "\n\t\tchar letter = x"
+                               "\n\t\tchar small = y"
+                               "\n\t\tbyte = 200"
+                               "\n\t\tint shortValue = -12"
+                               "\n\t\tint count = 65535"
+                               "\n\t\tfloat ratio = 1.500000"
+                               "\n\t\tdouble precise = 2.250000"
+                               "\n\t\tbig = -1234567890123"
+                               "\n\t\tflag = 1"
+                               "\n\t\tchar* text = 0x0000000000001234"
+                               "\n\t\tfloat* ratioPointer = 0x0000000000002345"
+                               "\n\t\tdouble* precisePointer = 0x0000000000003456"
+                               "\n\t\tint* countPointer = 0x0000000000004567"
+                               "\n\t\topaque = 0x0000000000005678"
+                               "\n\t\tpair = 0x0000000200000001"
+                               "\n\t\tcolour = 0x0000000000000007"
+                               "\n\t\tarray = 0x0000000400000003"
+                               "\n____";
+  EXPECT_NE(locals.find(faulting), std::string::npos) << locals;
+  EXPECT_NE(locals.find("  Declaration:  probe::callWithLocals(int volatile*)\n"
+                        "\n\t\tint* target = 0x0000000000000000\n\t\tint depth = 3\n____"),
+            std::string::npos);
+  const std::size_t globals = locals.find(
+      "\n\nSearching sstGlobalSym symbol table for globals beginning with 'g' ");
+  const std::size_t statics = locals.find(
+      "\n\nSearching sstStaticSym symbol table for globals beginning with 'g' ");
+  const std::size_t count = locals.find("\n\t\tglobal gProbeCount = 0x000000000000002A");
+  const std::size_t ratio = locals.find("\n\t\tglobal gProbeRatio = 0x4004000000000000");
+  EXPECT_TRUE(globals < count && count < statics && statics < ratio && ratio != std::string::npos);
+  EXPECT_EQ(locals.find("notShownCount"), std::string::npos);
+  EXPECT_NE(reports[1].find("  Declaration:  probe::faultInRegisters(int, int volatile*)\n"
+                            "\n\t\tint kept = 8\n____"),
+            std::string::npos)
+      << reports[1];
+}
+
 TEST_F(CrashReportTest, WithoutTheSwitchTheProcessDiesOfTheFault) {
   for (const std::string value : {"", "dword:00000000", "\"1\""}) {
     if (value.empty()) {

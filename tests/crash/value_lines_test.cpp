@@ -1,0 +1,325 @@
+// The report's lines of globals and locals for PE images with CodeView data, written here
+// byte by byte (the LLVM tools write only program database references), and for an ELF module
+// whose DWARF lies in a separate debug file.
+
+#include "basalt/crash/value_lines.h"
+#include "basalt/platform/images/debug_help.h"
+#include "tests/crash/report_text.h"
+#include "tests/support/scratch_directory.h"
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace plat = basalt::platform;
+using basalt::crash::ValueFunctions;
+using basalt::crash::ValueLines;
+
+// Little-endian bytes.
+struct Bytes {
+  std::string data;
+  Bytes& u8(unsigned value) { return data.push_back(static_cast<char>(value)), *this; }
+  Bytes& u16(unsigned value) { return u8(value & 0xFF).u8(value >> 8); }
+  Bytes& u32(std::uint32_t value) { return u16(value & 0xFFFF).u16(value >> 16); }
+  Bytes& text(const std::string& value) { return data += value, *this; }
+  Bytes& counted(const std::string& value) { return u8(value.size()).text(value); }
+  Bytes& padTo(std::size_t size) { return data.resize(size, '\0'), *this; }
+  void put32(std::size_t at, std::uint32_t value) {
+    for (int byte = 0; byte < 4; ++byte) {
+      data[at + byte] = static_cast<char>(value >> (8 * byte));
+    }
+  }
+};
+
+// The two record layouts: "NB11" with 32-bit type indexes, older data with 16-bit ones.
+struct Layout {
+  const char* signature;
+  unsigned localData, globalData, globalProc, framePointerRelative;
+  bool wide;
+};
+const Layout layouts[] = {{"NB11", 0x1007, 0x1008, 0x100B, 0x1006, true},
+                          {"NB09", 0x201, 0x202, 0x205, 0x200, false}};
+
+Bytes& record(Bytes& out, unsigned kind, const Bytes& body) {
+  return out.u16(body.data.size() + 2).u16(kind).text(body.data);
+}
+
+// A record's position, then the record.
+std::uint32_t add(Bytes& table, unsigned kind, const Bytes& body) {
+  const auto position = static_cast<std::uint32_t>(table.data.size());
+  record(table, kind, body);
+  return position;
+}
+
+Bytes data(const Layout& layout, std::uint32_t offset, unsigned segment, const std::string& name) {
+  Bytes body;
+  if (layout.wide) {
+    body.u32(0x74).u32(offset).u16(segment);
+  } else {
+    body.u32(offset).u16(segment).u16(0x74);
+  }
+  return body.counted(name);
+}
+
+Bytes local(const Layout& layout, std::int32_t offset, unsigned type, const std::string& name) {
+  Bytes body;
+  body.u32(static_cast<std::uint32_t>(offset));
+  layout.wide ? body.u32(type) : body.u16(type);
+  return body.counted(name);
+}
+
+Bytes reference(std::uint32_t position) {
+  return Bytes().u32(0).u32(position).u16(1);
+}
+
+constexpr std::uint32_t codeOffset = 0x20;
+constexpr std::uint64_t imageBase = 0x10000000;
+const std::string longName(127, 'n');
+
+// A 32-bit DLL: .text at 0x1000, .data at 0x2000 (gCount 42 at 0x10, gHidden at 0x20), the
+// debug directory in .rdata, the CodeView data behind the sections. One procedure at 0x20 of
+// .text, 0x40 long, its frame in place from 4 to 0x30.
+std::string image(const Layout& layout, const char* signature, bool stripped = false) {
+  Bytes alignSym;
+  alignSym.u32(1);
+  const std::uint32_t count = add(alignSym, layout.globalData, data(layout, 0x10, 2, "gCount"));
+  const std::uint32_t hidden = add(alignSym, layout.localData, data(layout, 0x20, 2, "gHidden"));
+  const std::uint32_t nowhere = add(alignSym, layout.globalData, data(layout, 0x10, 0, "gNowhere"));
+  const std::uint32_t other = add(alignSym, layout.globalData, data(layout, 0x10, 2, "other"));
+  const std::uint32_t capital = add(alignSym, layout.localData, data(layout, 0x10, 2, "Gnope"));
+  Bytes procedure;
+  procedure.u32(0).u32(0).u32(0).u32(0x40).u32(4).u32(0x30);
+  if (layout.wide) {
+    procedure.u32(0).u32(codeOffset).u16(1);
+  } else {
+    procedure.u32(codeOffset).u16(1).u16(0);
+  }
+  const std::uint32_t function = add(alignSym, layout.globalProc, procedure.u8(0).counted("f"));
+  const std::pair<std::int32_t, unsigned> locals[] = {
+      {-8, 0x70},  {-16, 0x470}, {-24, 0x40},  {-32, 0x440},  {-40, 0x41},   {-48, 0x441},
+      {-56, 0x11}, {-64, 0x474}, {-72, 0x12},  {-80, 0x71},   {-88, 0x1003}, {0, 0x74}};
+  const char* const names[] = {"letter",      "text",      "ratio",       "ratioPointer",
+                               "precise",     "precisePointer", "shortValue", "countPointer",
+                               "longValue",   "wide",      "user",        "atZero"};
+  for (std::size_t i = 0; i < std::size(locals); ++i) {
+    add(alignSym, layout.framePointerRelative, local(layout, locals[i].first, locals[i].second, names[i]));
+  }
+  add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName));
+  add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName + "n"));
+  add(alignSym, 0x1103, Bytes().u32(0).u32(0).u32(4).u32(0).u16(1).counted(""));
+  add(alignSym, 6, Bytes());
+  add(alignSym, layout.framePointerRelative, local(layout, -8, 0x74, "behindBlock"));
+  add(alignSym, 6, Bytes());
+
+  // sstGlobalSym: references and one data record standing in the table, then the address
+  // table with one segment (.text, the first section) and one pair.
+  Bytes globals;
+  add(globals, 0x401, reference(count));
+  add(globals, 0x401, reference(nowhere));
+  add(globals, 0x401, reference(other));
+  add(globals, layout.globalData, data(layout, 0x10, 2, "gDirect"));
+  const std::uint32_t procedureRef = add(globals, 0x400, reference(function));
+  Bytes globalSym;
+  globalSym.u16(0).u16(0).u32(globals.data.size()).u32(0).u32(0).text(globals.data);
+  globalSym.u16(1).u16(0).u32(0).u32(1).u32(procedureRef).u32(codeOffset);
+  Bytes statics;
+  add(statics, 0x401, reference(hidden));
+  add(statics, 0x401, reference(count));
+  add(statics, 0x401, reference(capital));
+  Bytes staticSym;
+  staticSym.u16(0).u16(0).u32(statics.data.size()).u32(0).u32(0).text(statics.data);
+
+  Bytes cv;
+  cv.text(signature).u32(0);
+  std::vector<std::pair<unsigned, std::uint32_t>> entries;
+  for (const auto& [kind, part] : {std::pair{0x120U, Bytes().u32(0)}, {0x125U, alignSym},
+                                  {0x129U, globalSym}, {0x134U, staticSym}}) {
+    entries.emplace_back(kind, static_cast<std::uint32_t>(cv.data.size()));
+    cv.text(part.data);
+  }
+  cv.put32(4, static_cast<std::uint32_t>(cv.data.size()));
+  cv.u16(16).u16(12).u32(entries.size()).u32(0).u32(0);
+  for (const auto& [kind, position] : entries) {
+    cv.u16(kind).u16(kind == 0x129 || kind == 0x134 ? 0xFFFF : 1).u32(position).u32(0);
+  }
+
+  Bytes pe;
+  pe.text("MZ").padTo(0x3C).u32(0x40).text(std::string("PE\0\0", 4));
+  pe.u16(0x14C).u16(3).u32(0).u32(0).u32(0).u16(224).u16(stripped ? 0x2302 : 0x2102);
+  const std::size_t optional = pe.data.size();
+  pe.u16(0x10B).padTo(optional + 92).u32(16).padTo(optional + 144).u32(0x3000).u32(56);
+  pe.padTo(optional + 224);
+  const std::pair<const char*, std::uint32_t> sections[] = {
+      {".text", 0x1000}, {".data", 0x2000}, {".rdata", 0x3000}};
+  std::uint32_t raw = 0x400;
+  for (const auto& [name, address] : sections) {
+    const std::size_t at = pe.data.size();
+    pe.text(name).padTo(at + 8).u32(0x100).u32(address).u32(0x200).u32(raw).padTo(at + 40);
+    raw += 0x200;
+  }
+  pe.padTo(0x600 + 0x10).u32(42).padTo(0x600 + 0x20).u32(0x11223344);
+  // A COFF entry first: the CodeView one is looked for.
+  pe.padTo(0x800 + 12).u32(1).padTo(0x800 + 28 + 12).u32(2).u32(cv.data.size()).u32(0).u32(0xA00);
+  return pe.padTo(0xA00).text(cv.data).data;
+}
+
+class ValueLinesTest : public ::testing::Test {
+protected:
+  // What the lines write for the module named name in the scratch directory.
+  template <class Write> std::string linesOf(const std::string& name, const Write& write) {
+    plat::IMAGEHLP_MODULE module{};
+    module.SizeOfStruct = sizeof module;
+    module.BaseOfImage = imageBase;
+    std::strncpy(module.ModuleName, name.c_str(), sizeof module.ModuleName - 1);
+    std::strncpy(module.ImageName, (temp.os(name) + ".dll").c_str(), sizeof module.ImageName - 1);
+    plat::FILE* stream = plat::fopen(temp.os("lines.txt").c_str(), "w+");
+    {
+      ValueLines lines(plat::GetCurrentProcess(), stream,
+                       ValueFunctions{&plat::MapAndLoad, &plat::UnMapAndLoad,
+                                      &plat::SymSetContext, &plat::SymEnumSymbols,
+                                      &plat::SymGetTypeInfo});
+      write(lines, module);
+    }
+    plat::fclose(stream);
+    return temp.read("lines.txt");
+  }
+
+  basalt::test::ScratchDirectory temp;
+  basalt::test::EnvironmentVariable path{"path", temp.path().c_str()};
+};
+
+// Locals of the procedure at codeOffset: a frame with a value for each.
+struct Frame {
+  alignas(8) unsigned char bytes[128] = {};
+  unsigned char* pointer = bytes + 112;
+  Frame() {
+    put<char>(-8, 'x');
+    put<std::uint32_t>(-16, 0x1234);
+    put<float>(-24, 1.5F);
+    put<std::uint32_t>(-32, 0x2345);
+    put<double>(-40, 2.25);
+    put<std::uint32_t>(-48, 0x3456);
+    put<std::uint32_t>(-56, 0x1FFFE); // a short of -2, and the two bytes behind it
+    put<std::uint32_t>(-64, 0x4567);
+    put<std::int32_t>(-72, -5);
+    put<std::uint32_t>(-80, 65);
+    put<std::uint32_t>(-88, 0xABCDEF);
+    put<std::uint32_t>(-96, 9);
+  }
+  template <class T> void put(int offset, T value) { std::memcpy(pointer + offset, &value, sizeof value); }
+};
+
+const char* const globalLines =
+    "\n\nSearching sstGlobalSym symbol table for globals beginning with 'g' "
+    "\n\t\tglobal gCount = 0x0000002A"
+    "\n\t\tglobal gNowhere = ??"
+    "\n\nSearching sstStaticSym symbol table for globals beginning with 'g' "
+    "\n\t\tglobal gHidden = 0x11223344";
+
+TEST_F(ValueLinesTest, BothLayoutsGiveTheGlobalsOnceAndTheLocalsInTheirLineForms) {
+  const std::string localLines = "\n\t\tchar letter = x"
+                                 "\n\t\tchar* text = 0x00001234"
+                                 "\n\t\tfloat ratio = 1.500000"
+                                 "\n\t\tfloat* ratioPointer = 0x00002345"
+                                 "\n\t\tdouble precise = 2.250000"
+                                 "\n\t\tdouble* precisePointer = 0x00003456"
+                                 "\n\t\tint shortValue = 131070"
+                                 "\n\t\tint* countPointer = 0x00004567"
+                                 "\n\t\tlongValue = -5"
+                                 "\n\t\twide = 65"
+                                 "\n\t\tuser = 0x00ABCDEF"
+                                 "\n\t\tint " + longName + " = 9";
+  Frame frame;
+  for (const Layout& layout : layouts) {
+    SCOPED_TRACE(layout.signature);
+    temp.write("cvimage.dll", image(layout, layout.signature));
+    const std::string text = linesOf("cvimage", [&](ValueLines& lines, const auto& module) {
+      EXPECT_TRUE(lines.writeGlobals(module));
+      plat::STACKFRAME stack{};
+      stack.AddrFrame.Offset = reinterpret_cast<plat::DWORD64>(frame.pointer);
+      plat::IMAGEHLP_SYMBOL symbol{};
+      symbol.Address = imageBase + 0x1000 + codeOffset;
+      lines.writeLocals(stack, symbol, 0x30, true); // the last byte of the debug range
+    });
+    EXPECT_EQ(text, globalLines + localLines);
+  }
+}
+
+TEST_F(ValueLinesTest, LocalsShowOnlyWhereTheProcedureHoldsTheFrame) {
+  struct Case {
+    plat::DWORD64 offset;
+    plat::DWORD64 displacement;
+    bool readable;
+    std::size_t lines;
+  };
+  const Case cases[] = {
+      {codeOffset, 4, true, 12},          // the first byte of the debug range
+      {codeOffset, 4, false, 12},         // a frame that can't be read: every value "??"
+      {codeOffset, 3, true, 0},           // before the frame is in place
+      {codeOffset, 0x31, true, 0},        // past the exit code
+      {codeOffset + 0x40, 4, true, 0},    // past the procedure, whose pair is still the last
+      {codeOffset - 1, 4, true, 0},       // before the first pair
+      {0x100, 4, true, 0},                // past .text
+  };
+  Frame frame;
+  temp.write("cvimage.dll", image(layouts[0], "NB11"));
+  for (const Case& c : cases) {
+    const std::string text = linesOf("cvimage", [&](ValueLines& lines, const auto& module) {
+      lines.writeGlobals(module);
+      plat::STACKFRAME stack{};
+      // Page zero is never mapped.
+      stack.AddrFrame.Offset = c.readable ? reinterpret_cast<plat::DWORD64>(frame.pointer) : 0x80;
+      plat::IMAGEHLP_SYMBOL symbol{};
+      symbol.Address = imageBase + 0x1000 + c.offset;
+      lines.writeLocals(stack, symbol, c.displacement, true);
+    });
+    const std::string locals = text.substr(std::strlen(globalLines));
+    EXPECT_EQ(basalt::test::countOf(locals, "\n\t\t"), c.lines) << c.offset << " " << c.displacement;
+    EXPECT_EQ(basalt::test::countOf(locals, " = ??"), c.readable ? 0 : c.lines);
+  }
+}
+
+// Data that names a program database, a stripped image, and a real DLL of the LLVM linker
+// without debug data: no headings and no locals, quietly.
+TEST_F(ValueLinesTest, ImagesWithoutCodeViewDataThatIsReadHereGiveNoLines) {
+  temp.write("named.dll", image(layouts[0], "NB10"));
+  temp.write("stripped.dll", image(layouts[0], "NB11", true));
+  std::filesystem::copy_file(BASALT_BINARY_DIR "/tests/modules/strings_201_ENU.dll",
+                             temp.path() / "strings_201_ENU.dll");
+  for (const char* name : {"named", "stripped", "strings_201_ENU", "missing"}) {
+    const std::string text = linesOf(name, [&](ValueLines& lines, const auto& module) {
+      EXPECT_TRUE(lines.writeGlobals(module));
+      plat::STACKFRAME stack{};
+      plat::IMAGEHLP_SYMBOL symbol{};
+      symbol.Address = imageBase + 0x1000 + codeOffset;
+      lines.writeLocals(stack, symbol, 4, true);
+    });
+    EXPECT_EQ(text, "") << name;
+  }
+}
+
+// The C library has no DWARF of its own; its debug file lies under /usr/lib/debug by build-id.
+TEST_F(ValueLinesTest, AnElfModuleTakesItsDebugInformationFromTheFileItsBuildIdNames) {
+  const plat::HANDLE process = plat::GetCurrentProcess();
+  ASSERT_TRUE(plat::SymInitialize(process, nullptr, plat::TRUE));
+  plat::IMAGEHLP_MODULE libc{};
+  libc.SizeOfStruct = sizeof libc;
+  ASSERT_TRUE(plat::SymGetModuleInfo(process, reinterpret_cast<plat::DWORD64>(&::fputs), &libc));
+  plat::FILE* stream = plat::fopen(temp.os("lines.txt").c_str(), "w+");
+  {
+    ValueLines lines(process, stream,
+                     ValueFunctions{&plat::MapAndLoad, &plat::UnMapAndLoad, &plat::SymSetContext,
+                                    &plat::SymEnumSymbols, &plat::SymGetTypeInfo});
+    EXPECT_TRUE(lines.writeGlobals(libc));
+  }
+  plat::fclose(stream);
+  plat::SymCleanup(process);
+  EXPECT_EQ(basalt::test::countOf(temp.read("lines.txt"), "\n\nSearching sst"), 2U) << libc.ImageName;
+}
+
+} // namespace
