@@ -10,6 +10,10 @@
 #include <string>
 #include <thread>
 
+// How many faults the demo has caused: a global whose name begins with 'g' shows in the
+// crash report's module block.
+int gDemoFaults = 0;
+
 namespace {
 
 using basalt::FlaggedArg;
@@ -44,17 +48,22 @@ void* waitForStop(FlaggedArg* arg) {
 
 // Called through a pointer, so that the caller's call may throw whatever the compiler knows
 // of the function: the fault leaves it as an exception. Sanitizer builds would report the
-// write themselves before the processor faults.
-__attribute__((noinline, no_sanitize("address", "undefined"))) void writeThrough(int* target) {
-  *target = 1;
+// write themselves before the processor faults. Its locals and the global below show in the
+// report.
+__attribute__((noinline, no_sanitize("address", "undefined"))) void writeThrough(int* target,
+                                                                                 int attempt) {
+  const char* what = "a write through a null pointer";
+  double share = attempt / 4.0;
+  *target = attempt + static_cast<int>(share) + what[0];
 }
-void (*volatile faultingWrite)(int*) = writeThrough;
+void (*volatile faultingWrite)(int*, int) = writeThrough;
 
 class FaultingThread : public basalt::PavaneThread {
 public:
   void* work(void*) override {
     try {
-      faultingWrite(nullptr);
+      ++gDemoFaults;
+      faultingWrite(nullptr, 3);
       std::printf("the write went through?\n");
     } catch (const TRELL_o::AnyError& error) {
       caughtCode = error.code();
@@ -116,11 +125,13 @@ void showCrashTranslation() {
     std::printf("no report in %s\n", report.c_str());
     return;
   }
-  std::printf("the frames of its report in %s:\n", report.c_str());
+  std::printf("the frames of its report in %s, with their variables:\n", report.c_str());
   std::istringstream lines(contents);
   for (std::string line; std::getline(lines, line);) {
     if (line.find("Symbol:  ") != std::string::npos) {
       std::printf("  %s\n", line.c_str() + line.find_first_not_of(' '));
+    } else if (line.compare(0, 2, "\t\t") == 0 && line[2] != '\t') {
+      std::printf("      %s\n", line.c_str() + 2);
     }
   }
 }

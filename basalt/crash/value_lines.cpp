@@ -209,8 +209,9 @@ void ValueLines::writeEnumeratedLocals(const plat::STACKFRAME& frame, bool calle
   }
   const TypeShapes shapes(functions, process, locals.front().module);
   for (const Variable& local : locals) {
-    // Only what lies in the frame has a value to show; a register's is gone by now.
-    const bool onStack = (local.flags & plat::SYMFLAG_REGREL) != 0 &&
+    // Only what lies in the frame has a value to show; a register's is gone by now. An
+    // unnamed parameter has no line.
+    const bool onStack = !local.name.empty() && (local.flags & plat::SYMFLAG_REGREL) != 0 &&
                          (local.registerId == plat::CV_AMD64_RBP ||
                           local.registerId == plat::CV_AMD64_RSP);
     if (onStack) {
