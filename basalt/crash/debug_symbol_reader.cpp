@@ -126,7 +126,8 @@ int DebugSymbolReader::open(const plat::IMAGEHLP_MODULE* module) {
       !read(debugDirectory + 4, debugSize)) {
     return 0;
   }
-  const std::uint64_t firstSection = static_cast<std::uint64_t>(image->Sections - image->MappedAddress);
+  const std::uint64_t firstSection =
+      static_cast<std::uint64_t>(image->Sections - image->MappedAddress);
   if (findTextSection(firstSection) == 0) {
     return 0;
   }
@@ -146,9 +147,8 @@ int DebugSymbolReader::open(const plat::IMAGEHLP_MODULE* module) {
     std::uint32_t address = 0;
     std::uint32_t rawSize = 0;
     std::uint32_t rawData = 0;
-    if (read(section + 12, address) && read(section + 16, rawSize) &&
-        read(section + 20, rawData) && address <= debugRva &&
-        debugRva - address < rawSize) {
+    if (read(section + 12, address) && read(section + 16, rawSize) && read(section + 20, rawData) &&
+        address <= debugRva && debugRva - address < rawSize) {
       directory = std::uint64_t{rawData} + (debugRva - address);
     }
   }
@@ -254,8 +254,8 @@ int DebugSymbolReader::printGlobals(std::uint64_t table, const ModuleTable& modu
     }
     std::uint32_t position = 0;
     std::uint16_t index = 0;
-    if (kind == S_DATAREF && read(record + 8, position) && read(record + 12, index) &&
-        index != 0 && index <= moduleTable.size() && moduleTable[index - 1].alignSym != 0) {
+    if (kind == S_DATAREF && read(record + 8, position) && read(record + 12, index) && index != 0 &&
+        index <= moduleTable.size() && moduleTable[index - 1].alignSym != 0) {
       const std::uint64_t data = moduleTable[index - 1].alignSym + position;
       std::uint16_t dataKind = 0;
       std::uint32_t offset = 0;
@@ -411,9 +411,9 @@ void DebugSymbolReader::printVariable(std::uint64_t countedName, std::uint32_t t
   }
   const TypeClass typeClass = type > 0xFFF ? TypeClass::Hex : classifyType(type);
   value.size = typeClass == TypeClass::Char ? 1 : typeClass == TypeClass::Double ? 8 : 4;
-  value.read = plat::ReadProcessMemory(plat::GetCurrentProcess(),
-                                       reinterpret_cast<const void*>(address), value.bytes,
-                                       value.size, nullptr) != 0;
+  value.read =
+      plat::ReadProcessMemory(plat::GetCurrentProcess(), reinterpret_cast<const void*>(address),
+                              value.bytes, value.size, nullptr) != 0;
   writeVariableLine(stream, typeClass, name, value, 8);
 }
 

@@ -80,7 +80,8 @@ public:
   }
 
 private:
-  template <class T> bool get(plat::ULONG type, plat::IMAGEHLP_SYMBOL_TYPE_INFO what, T& value) const {
+  template <class T>
+  bool get(plat::ULONG type, plat::IMAGEHLP_SYMBOL_TYPE_INFO what, T& value) const {
     return functions.SymGetTypeInfo(process, module, type, what, &value) != 0;
   }
 
@@ -108,9 +109,9 @@ VariableValue readValue(plat::DWORD64 address, const Shape& shape) {
   VariableValue value;
   value.size = shape.size;
   value.isSigned = shape.isSigned;
-  value.read = plat::ReadProcessMemory(plat::GetCurrentProcess(),
-                                       reinterpret_cast<const void*>(address), value.bytes,
-                                       value.size, nullptr) != 0;
+  value.read =
+      plat::ReadProcessMemory(plat::GetCurrentProcess(), reinterpret_cast<const void*>(address),
+                              value.bytes, value.size, nullptr) != 0;
   return value;
 }
 
@@ -153,15 +154,15 @@ bool ValueLines::writeEnumeratedGlobals(const plat::IMAGEHLP_MODULE& module) {
     return true;
   }
   const TypeShapes shapes(functions, process, module.BaseOfImage);
-  for (const auto& [heading, kind] :
-       {std::pair{sstGlobalSymHeading, plat::DataIsGlobal}, {sstStaticSymHeading, plat::DataIsFileStatic}}) {
+  for (const auto& [heading, kind] : {std::pair{sstGlobalSymHeading, plat::DataIsGlobal},
+                                      {sstStaticSymHeading, plat::DataIsFileStatic}}) {
     if (!write(stream, heading)) {
       return false;
     }
     for (const Variable& global : globals) {
       plat::DWORD dataKind = plat::DataIsUnknown;
-      if (functions.SymGetTypeInfo(process, module.BaseOfImage, global.index,
-                                   plat::TI_GET_DATAKIND, &dataKind) != 0 &&
+      if (functions.SymGetTypeInfo(process, module.BaseOfImage, global.index, plat::TI_GET_DATAKIND,
+                                   &dataKind) != 0 &&
           dataKind == kind && claimGlobal(global.name.c_str())) {
         writeVariableLine(stream, TypeClass::Global, global.name.c_str(),
                           readValue(global.address, shapes.of(global.typeIndex)), pointerDigits);
@@ -178,8 +179,8 @@ void ValueLines::writeLocals(const plat::STACKFRAME& frame, const plat::IMAGEHLP
     writeEnumeratedLocals(frame, callerFrame);
     return;
   }
-  if (symbol.Address < reader.textStart() || symbol.Address >= reader.textEnd() ||
-      table.empty() || reader.globalSym() == 0) {
+  if (symbol.Address < reader.textStart() || symbol.Address >= reader.textEnd() || table.empty() ||
+      reader.globalSym() == 0) {
     return;
   }
   const auto offset = static_cast<std::uint32_t>(symbol.Address - reader.textStart());
@@ -211,9 +212,9 @@ void ValueLines::writeEnumeratedLocals(const plat::STACKFRAME& frame, bool calle
   for (const Variable& local : locals) {
     // Only what lies in the frame has a value to show; a register's is gone by now. An
     // unnamed parameter has no line.
-    const bool onStack = !local.name.empty() && (local.flags & plat::SYMFLAG_REGREL) != 0 &&
-                         (local.registerId == plat::CV_AMD64_RBP ||
-                          local.registerId == plat::CV_AMD64_RSP);
+    const bool onStack =
+        !local.name.empty() && (local.flags & plat::SYMFLAG_REGREL) != 0 &&
+        (local.registerId == plat::CV_AMD64_RBP || local.registerId == plat::CV_AMD64_RSP);
     if (onStack) {
       const plat::DWORD64 base =
           local.registerId == plat::CV_AMD64_RBP ? context.FrameOffset : context.StackOffset;

@@ -144,10 +144,10 @@ TEST_F(CrashReportTest, FramesShowTheVariablesOfTheirDebugInformation) {
   EXPECT_NE(locals.find("  Declaration:  probe::callWithLocals(int volatile*)\n"
                         "\n\t\tint* target = 0x0000000000000000\n\t\tint depth = 3\n____"),
             std::string::npos);
-  const std::size_t globals = locals.find(
-      "\n\nSearching sstGlobalSym symbol table for globals beginning with 'g' ");
-  const std::size_t statics = locals.find(
-      "\n\nSearching sstStaticSym symbol table for globals beginning with 'g' ");
+  const std::size_t globals =
+      locals.find("\n\nSearching sstGlobalSym symbol table for globals beginning with 'g' ");
+  const std::size_t statics =
+      locals.find("\n\nSearching sstStaticSym symbol table for globals beginning with 'g' ");
   const std::size_t count = locals.find("\n\t\tglobal gProbeCount = 0x000000000000002A");
   const std::size_t ratio = locals.find("\n\t\tglobal gProbeRatio = 0x4004000000000000");
   EXPECT_TRUE(globals < count && count < statics && statics < ratio && ratio != std::string::npos);

@@ -101,13 +101,14 @@ std::string image(const Layout& layout, const char* signature, bool stripped = f
   }
   const std::uint32_t function = add(alignSym, layout.globalProc, procedure.u8(0).counted("f"));
   const std::pair<std::int32_t, unsigned> locals[] = {
-      {-8, 0x70},  {-16, 0x470}, {-24, 0x40},  {-32, 0x440},  {-40, 0x41},   {-48, 0x441},
-      {-56, 0x11}, {-64, 0x474}, {-72, 0x12},  {-80, 0x71},   {-88, 0x1003}, {0, 0x74}};
-  const char* const names[] = {"letter",      "text",      "ratio",       "ratioPointer",
-                               "precise",     "precisePointer", "shortValue", "countPointer",
-                               "longValue",   "wide",      "user",        "atZero"};
+      {-8, 0x70},  {-16, 0x470}, {-24, 0x40}, {-32, 0x440}, {-40, 0x41},   {-48, 0x441},
+      {-56, 0x11}, {-64, 0x474}, {-72, 0x12}, {-80, 0x71},  {-88, 0x1003}, {0, 0x74}};
+  const char* const names[] = {"letter",    "text",           "ratio",      "ratioPointer",
+                               "precise",   "precisePointer", "shortValue", "countPointer",
+                               "longValue", "wide",           "user",       "atZero"};
   for (std::size_t i = 0; i < std::size(locals); ++i) {
-    add(alignSym, layout.framePointerRelative, local(layout, locals[i].first, locals[i].second, names[i]));
+    add(alignSym, layout.framePointerRelative,
+        local(layout, locals[i].first, locals[i].second, names[i]));
   }
   add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName));
   add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName + "n"));
@@ -137,8 +138,10 @@ std::string image(const Layout& layout, const char* signature, bool stripped = f
   Bytes cv;
   cv.text(signature).u32(0);
   std::vector<std::pair<unsigned, std::uint32_t>> entries;
-  for (const auto& [kind, part] : {std::pair{0x120U, Bytes().u32(0)}, {0x125U, alignSym},
-                                  {0x129U, globalSym}, {0x134U, staticSym}}) {
+  for (const auto& [kind, part] : {std::pair{0x120U, Bytes().u32(0)},
+                                   {0x125U, alignSym},
+                                   {0x129U, globalSym},
+                                   {0x134U, staticSym}}) {
     entries.emplace_back(kind, static_cast<std::uint32_t>(cv.data.size()));
     cv.text(part.data);
   }
@@ -180,9 +183,8 @@ protected:
     plat::FILE* stream = plat::fopen(temp.os("lines.txt").c_str(), "w+");
     {
       ValueLines lines(plat::GetCurrentProcess(), stream,
-                       ValueFunctions{&plat::MapAndLoad, &plat::UnMapAndLoad,
-                                      &plat::SymSetContext, &plat::SymEnumSymbols,
-                                      &plat::SymGetTypeInfo});
+                       ValueFunctions{&plat::MapAndLoad, &plat::UnMapAndLoad, &plat::SymSetContext,
+                                      &plat::SymEnumSymbols, &plat::SymGetTypeInfo});
       write(lines, module);
     }
     plat::fclose(stream);
@@ -211,7 +213,9 @@ struct Frame {
     put<std::uint32_t>(-88, 0xABCDEF);
     put<std::uint32_t>(-96, 9);
   }
-  template <class T> void put(int offset, T value) { std::memcpy(pointer + offset, &value, sizeof value); }
+  template <class T> void put(int offset, T value) {
+    std::memcpy(pointer + offset, &value, sizeof value);
+  }
 };
 
 const char* const globalLines =
@@ -233,7 +237,8 @@ TEST_F(ValueLinesTest, BothLayoutsGiveTheGlobalsOnceAndTheLocalsInTheirLineForms
                                  "\n\t\tlongValue = -5"
                                  "\n\t\twide = 65"
                                  "\n\t\tuser = 0x00ABCDEF"
-                                 "\n\t\tint " + longName + " = 9";
+                                 "\n\t\tint " +
+                                 longName + " = 9";
   Frame frame;
   for (const Layout& layout : layouts) {
     SCOPED_TRACE(layout.signature);
@@ -258,13 +263,13 @@ TEST_F(ValueLinesTest, LocalsShowOnlyWhereTheProcedureHoldsTheFrame) {
     std::size_t lines;
   };
   const Case cases[] = {
-      {codeOffset, 4, true, 12},          // the first byte of the debug range
-      {codeOffset, 4, false, 12},         // a frame that can't be read: every value "??"
-      {codeOffset, 3, true, 0},           // before the frame is in place
-      {codeOffset, 0x31, true, 0},        // past the exit code
-      {codeOffset + 0x40, 4, true, 0},    // past the procedure, whose pair is still the last
-      {codeOffset - 1, 4, true, 0},       // before the first pair
-      {0x100, 4, true, 0},                // past .text
+      {codeOffset, 4, true, 12},       // the first byte of the debug range
+      {codeOffset, 4, false, 12},      // a frame that can't be read: every value "??"
+      {codeOffset, 3, true, 0},        // before the frame is in place
+      {codeOffset, 0x31, true, 0},     // past the exit code
+      {codeOffset + 0x40, 4, true, 0}, // past the procedure, whose pair is still the last
+      {codeOffset - 1, 4, true, 0},    // before the first pair
+      {0x100, 4, true, 0},             // past .text
   };
   Frame frame;
   temp.write("cvimage.dll", image(layouts[0], "NB11"));
@@ -279,7 +284,8 @@ TEST_F(ValueLinesTest, LocalsShowOnlyWhereTheProcedureHoldsTheFrame) {
       lines.writeLocals(stack, symbol, c.displacement, true);
     });
     const std::string locals = text.substr(std::strlen(globalLines));
-    EXPECT_EQ(basalt::test::countOf(locals, "\n\t\t"), c.lines) << c.offset << " " << c.displacement;
+    EXPECT_EQ(basalt::test::countOf(locals, "\n\t\t"), c.lines)
+        << c.offset << " " << c.displacement;
     EXPECT_EQ(basalt::test::countOf(locals, " = ??"), c.readable ? 0 : c.lines);
   }
 }
@@ -319,7 +325,8 @@ TEST_F(ValueLinesTest, AnElfModuleTakesItsDebugInformationFromTheFileItsBuildIdN
   }
   plat::fclose(stream);
   plat::SymCleanup(process);
-  EXPECT_EQ(basalt::test::countOf(temp.read("lines.txt"), "\n\nSearching sst"), 2U) << libc.ImageName;
+  EXPECT_EQ(basalt::test::countOf(temp.read("lines.txt"), "\n\nSearching sst"), 2U)
+      << libc.ImageName;
 }
 
 } // namespace

@@ -278,8 +278,8 @@ void enumerate(const std::vector<DebugVariable>& variables, DWORD64 moduleBase, 
     symbol->Size = static_cast<ULONG>(variable.size);
     symbol->ModBase = moduleBase;
     symbol->Flags = variable.flags;
-    symbol->Address = (variable.flags & SYMFLAG_LOCAL) != 0 ? variable.address
-                                                            : variable.address + bias;
+    symbol->Address =
+        (variable.flags & SYMFLAG_LOCAL) != 0 ? variable.address : variable.address + bias;
     symbol->Register = variable.registerId;
     symbol->Tag = SymTagData;
     symbol->NameLen = static_cast<ULONG>(variable.name.size());

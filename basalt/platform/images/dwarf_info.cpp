@@ -206,9 +206,9 @@ enum SymTagEnum symbolTag(int tag) {
 } // namespace
 
 DwarfInfo::DwarfInfo(std::string path)
-    : debugPath(std::move(path)), debugPathText(debugPath.data()),
-      callbacks{nullptr, dwfl_standard_find_debuginfo, dwfl_offline_section_address,
-                &debugPathText} {}
+    : debugPath(std::move(path)),
+      debugPathText(debugPath.data()), callbacks{nullptr, dwfl_standard_find_debuginfo,
+                                                 dwfl_offline_section_address, &debugPathText} {}
 
 DwarfInfo::~DwarfInfo() {
   dwfl_end(session);

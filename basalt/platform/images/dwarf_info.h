@@ -20,7 +20,7 @@ struct DebugVariable {
   ULONG index = 0; // its own entry, for SymGetTypeInfo
   ULONG type = 0;  // its type with typedefs and qualifiers resolved; 0 when it has none
   ULONG64 size = 0;
-  ULONG flags = 0;    // SYMFLAG_*
+  ULONG flags = 0;      // SYMFLAG_*
   ULONG registerId = 0; // CV_AMD64_* of a SYMFLAG_REGREL variable
   ULONG64 address = 0;  // file address, or offset from registerId for SYMFLAG_REGREL
 };
