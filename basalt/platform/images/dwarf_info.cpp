@@ -232,7 +232,10 @@ std::unique_ptr<DwarfInfo> DwarfInfo::open(const std::string& path, const std::s
   return info->dwarf != nullptr ? std::move(info) : nullptr;
 }
 
-std::vector<DebugVariable> DwarfInfo::globals() const {
+const std::vector<DebugVariable>& DwarfInfo::globals() const {
+  if (globalList) {
+    return *globalList;
+  }
   std::vector<DebugVariable> globals;
   Dwarf_Addr unitBias = 0;
   for (Dwarf_Die* unit = dwfl_module_nextcu(module, nullptr, &unitBias); unit != nullptr;
@@ -242,10 +245,16 @@ std::vector<DebugVariable> DwarfInfo::globals() const {
   for (DebugVariable& variable : globals) {
     variable.address += bias;
   }
-  return globals;
+  return *(globalList = std::move(globals));
 }
 
-std::vector<DebugVariable> DwarfInfo::locals(ULONG64 address) const {
+const std::vector<DebugVariable>& DwarfInfo::locals(ULONG64 address) const {
+  const auto found = localLists.find(address);
+  return found != localLists.end() ? found->second
+                                   : localLists.emplace(address, findLocals(address)).first->second;
+}
+
+std::vector<DebugVariable> DwarfInfo::findLocals(ULONG64 address) const {
   Dwarf_Addr unitBias = 0;
   Dwarf_Die* unit = dwfl_module_addrdie(module, address, &unitBias);
   Dwarf_Die* scopes = nullptr;

@@ -8,7 +8,9 @@
 #include "basalt/platform/images/debug_help.h"
 
 #include <elfutils/libdwfl.h>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,17 +36,19 @@ public:
   DwarfInfo(const DwarfInfo&) = delete;
   DwarfInfo& operator=(const DwarfInfo&) = delete;
 
-  // Variables of file or namespace scope that have a fixed address.
-  std::vector<DebugVariable> globals() const;
+  // Variables of file or namespace scope that have a fixed address. Both lists are kept once
+  // found: finding them walks the units' entries.
+  const std::vector<DebugVariable>& globals() const;
   // The variables and parameters of the function at address that are in scope there. Those
   // on the stack are register-relative (the frame base: the canonical frame address or a
   // register, as the function says); the others carry SYMFLAG_REGISTER or SYMFLAG_NULL.
-  std::vector<DebugVariable> locals(ULONG64 address) const;
+  const std::vector<DebugVariable>& locals(ULONG64 address) const;
   // One property of an entry, as SymGetTypeInfo gives it; false when it has none.
   bool typeInfo(ULONG id, IMAGEHLP_SYMBOL_TYPE_INFO what, void* info) const;
 
 private:
   explicit DwarfInfo(std::string debugPath);
+  std::vector<DebugVariable> findLocals(ULONG64 address) const;
 
   // The session holds pointers to these.
   std::string debugPath;
@@ -54,6 +58,8 @@ private:
   Dwfl_Module* module = nullptr;
   Dwarf* dwarf = nullptr;
   Dwarf_Addr bias = 0; // from the session's addresses to the information's
+  mutable std::optional<std::vector<DebugVariable>> globalList;
+  mutable std::map<ULONG64, std::vector<DebugVariable>> localLists;
 };
 
 } // namespace basalt::platform
