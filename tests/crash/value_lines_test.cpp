@@ -79,7 +79,10 @@ Bytes reference(std::uint32_t position) {
 
 constexpr std::uint32_t codeOffset = 0x20;
 constexpr std::uint64_t imageBase = 0x10000000;
-const std::string longName(127, 'n');
+// The longest name that prints.
+std::string longName() {
+  return std::string(127, 'n');
+}
 
 // A 32-bit DLL: .text at 0x1000, .data at 0x2000 (gCount 42 at 0x10, gHidden at 0x20), the
 // debug directory in .rdata, the CodeView data behind the sections. One procedure at 0x20 of
@@ -110,8 +113,8 @@ std::string image(const Layout& layout, const char* signature, bool stripped = f
     add(alignSym, layout.framePointerRelative,
         local(layout, locals[i].first, locals[i].second, names[i]));
   }
-  add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName));
-  add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName + "n"));
+  add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName()));
+  add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName() + "n"));
   add(alignSym, 0x1103, Bytes().u32(0).u32(0).u32(4).u32(0).u16(1).counted(""));
   add(alignSym, 6, Bytes());
   add(alignSym, layout.framePointerRelative, local(layout, -8, 0x74, "behindBlock"));
@@ -238,7 +241,7 @@ TEST_F(ValueLinesTest, BothLayoutsGiveTheGlobalsOnceAndTheLocalsInTheirLineForms
                                  "\n\t\twide = 65"
                                  "\n\t\tuser = 0x00ABCDEF"
                                  "\n\t\tint " +
-                                 longName + " = 9";
+                                 longName() + " = 9";
   Frame frame;
   for (const Layout& layout : layouts) {
     SCOPED_TRACE(layout.signature);
