@@ -72,7 +72,7 @@ TEST(LogConfiguration, MachineWithoutLogKeysReportsInOrderAndUsesTheLibrarysDire
     EXPECT_TRUE(impl.useEventLog);
   }
   ::dlclose(shared);
-  const std::string directory = library(BASALT_BINARY_DIR "/basalt");
+  const std::string directory = libraryForm(BASALT_BINARY_DIR "/basalt");
   EXPECT_EQ(narrow(basalt::frame::resourceLocation()), directory);
   const std::string key = "[HKEY_LOCAL_MACHINE]Software\\Corvane Holdings\\10.0\\TRELL(o)\\Log";
   const auto events = sandbox.registry.events();

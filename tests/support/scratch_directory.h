@@ -102,9 +102,7 @@ inline Units wide(const std::string& utf8) {
 }
 
 inline std::string narrow(const Units& text) {
-  std::string out;
-  basalt::platform::utf8::append(out, text.data(), text.size());
-  return out;
+  return basalt::platform::utf8::encode(text);
 }
 
 } // namespace basalt::test
