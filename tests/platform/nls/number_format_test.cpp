@@ -5,6 +5,7 @@
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/nls/locale.h"
 #include "basalt/platform/nls/number_format.h"
+#include "tests/support/scratch_directory.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -13,9 +14,7 @@ namespace plat = basalt::platform;
 
 namespace {
 
-const plat::WCHAR* w(const char16_t* text) {
-  return reinterpret_cast<const plat::WCHAR*>(text);
-}
+using basalt::test::w;
 
 // The formatted text, or "error N" with the last error.
 std::u16string format(plat::LCID locale, const char16_t* value,

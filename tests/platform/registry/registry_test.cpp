@@ -13,9 +13,7 @@ namespace {
 
 using basalt::testing::RegistrySandbox;
 
-const WCHAR* w(const char16_t* text) {
-  return reinterpret_cast<const WCHAR*>(text);
-}
+using basalt::test::w;
 
 std::string v5(const std::string& body) {
   return "Windows Registry Editor Version 5.00\r\n\r\n" + body;

@@ -13,9 +13,7 @@
 namespace basalt::platform {
 namespace {
 
-const WCHAR* w(const char16_t* text) {
-  return reinterpret_cast<const WCHAR*>(text);
-}
+using basalt::test::w;
 
 TEST(EventLog, EachEventIsOneJsonLineAndOneSyslogMessageWithItsStringsEscaped) {
   basalt::testing::RegistrySandbox sandbox;
