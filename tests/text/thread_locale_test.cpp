@@ -51,10 +51,9 @@ TEST(ThreadLocale, NumbersTakeTheFormOfTheThreadsLocale) {
   const char16_t* const refused[] = {u"",      u"-",    u".",  u"-.",    u"--1",   u"0-", u"+1",
                                      u"1.2.3", u" 0.1", u"1 ", u"23,53", u"1,234", u"1e3"};
   const auto formatted = [](const char16_t* number) {
-    const std::u16string digits(number);
     KELPString text("unchanged");
     const int done =
-        KELPGetNumberFormat(KELPString(KELPString::Base(digits.begin(), digits.end())), text);
+        KELPGetNumberFormat(KELPString(reinterpret_cast<const unsigned short*>(number)), text);
     return (done == 1 ? u"" : u"refused: ") + std::u16string(text.begin(), text.end());
   };
   std::thread([&] {
