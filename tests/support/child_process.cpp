@@ -26,6 +26,7 @@ ChildResult runChild(const std::vector<std::string>& arguments,
   std::vector<std::string> argumentTexts = arguments;
   const auto pointers = [](std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) {
       result.push_back(text.data());
     }

@@ -272,6 +272,7 @@ TEST(LoadLibrary, ThreadsShareOneCountedModule) {
   const plat::HMODULE held = load(path);
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 500; ++i) {

@@ -152,7 +152,7 @@ TEST(RegFileParser, RefusesFilesThatAreNoRegistryFiles) {
                                   "Registry Editor Version 5.00\" or \"REGEDIT4\"\n";
   EXPECT_EQ(show(parseRegFile("", 1252)), notRegistry);
   EXPECT_EQ(show(parseRegFile("[HKLM\\a]\n\"x\"=\"y\"\n", 1252)), notRegistry);
-  EXPECT_EQ(show(parseRegFile("\xFE\xFF\0W", 1252)),
+  EXPECT_EQ(show(parseRegFile(std::string("\xFE\xFF\0W", 4), 1252)),
             "0: UTF-16 big-endian text is not read; save the file as UTF-16LE or UTF-8\n");
   EXPECT_EQ(
       show(parseRegFile(

@@ -40,7 +40,7 @@ TEST(SystemMessages, TextsEndInCrLfAndOtherNumbersLanguagesAndFlagsAreRefused) {
   EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 5, 0, buffer, 19, nullptr), 0u);
   EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
   EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 5, 0, buffer, 20, nullptr), 19u);
-  EXPECT_EQ(std::string(buffer, buffer + 20), std::string("Access is denied.\r\n", 20));
+  EXPECT_EQ(std::string(buffer, buffer + 20), std::string("Access is denied.\r\n") + '\0');
 }
 
 } // namespace
