@@ -156,7 +156,8 @@ TEST(BaseError, LogLevelFollowsTheSeverityAndIsDetailOutsideIt) {
   EXPECT_EQ(basalt::verbosityOf(static_cast<AnyError::Severity>(4)), CoreLog::VerbosityDetail);
 }
 
-TEST(BaseError, CopiesAndAssignmentsShareNoInsert) {
+// The exception object is a copy of a local that is gone by the time it is caught.
+TEST(BaseError, CopiesAssignmentsAndThrownErrorsShareNoInsert) {
   auto original = std::make_unique<BaseError>(makeTree());
   BaseError copy(*original);
   EXPECT_NE(copy.getInsert(1)->getInsert(1), original->getInsert(1)->getInsert(1));
@@ -171,20 +172,21 @@ TEST(BaseError, CopiesAndAssignmentsShareNoInsert) {
   const BaseError& self = target;
   target = self;
   EXPECT_EQ(describe(target), tree);
-}
 
-TEST(BaseError, NestedErrorKeepsAllButModuleTextAndHResult) {
-  ClientError client(77);
-  client.add(new ClientInsert("a"));
-  client.add(nullptr);
-  client.add(new ClientInsert("b"));
-  CoreLog log;
-  AnyErrorContainer nested(client);
-  EXPECT_EQ(nested.status(), 7);
-  EXPECT_EQ(nested.module().string(), "COMMONMODULE");
-  EXPECT_EQ(nested.hResult(), 0u);
-  EXPECT_TRUE(nested.getText(&log).empty());
-  EXPECT_EQ(describe(nested), "77['a','b']"); // the hole is closed up
+  std::exception_ptr held;
+  try {
+    const BaseError local = makeTree();
+    throw local;
+  } catch (const AnyError&) {
+    held = std::current_exception();
+  }
+  std::thread([&] {
+    try {
+      std::rethrow_exception(held);
+    } catch (const AnyError& caught) {
+      EXPECT_EQ(describe(caught), tree);
+    }
+  }).join();
 }
 
 // A client's insert whose clone throws halfway through a copy: nothing leaks, and the target
@@ -214,24 +216,6 @@ TEST(BaseError, FailingCloneLeavesNothingBehind) {
   EXPECT_THROW(throw holder, std::runtime_error);
 }
 
-// The exception object is a copy of a local that is gone by the time it is caught.
-TEST(BaseError, ThrownByValueAndCarriedAcrossThreads) {
-  std::exception_ptr held;
-  try {
-    const BaseError local = makeTree();
-    throw local;
-  } catch (const AnyError&) {
-    held = std::current_exception();
-  }
-  std::thread([&] {
-    try {
-      std::rethrow_exception(held);
-    } catch (const AnyError& caught) {
-      EXPECT_EQ(describe(caught), tree);
-    }
-  }).join();
-}
-
 // A client class that records its failures in the channel instead of throwing.
 class Component : public common::ErrorInfoBase {
 public:
@@ -254,58 +238,65 @@ std::string stored(const common::ErrorInfo& channel) {
   return error == nullptr ? "empty" : describe(*error);
 }
 
-TEST(ErrorInfo, StoresItsOwnCopyUntilReplacedOrCleared) {
-  Component component;
-  EXPECT_EQ(stored(component), "empty");
-  component.open(1); // the error passed in is gone when open returns
-  EXPECT_EQ(stored(component), tree);
-  EXPECT_EQ(typeid(*component.GetLastError()), typeid(BaseError));
-  EXPECT_EQ(component.clears, 1); // through the override
-  component.open(3);
-  component.SetLastError(component.GetLastError());
-  EXPECT_EQ(stored(component), "3['file.txt',2['x',3['deep']],#9]");
-  component.ClearLastError();
-  EXPECT_EQ(stored(component), "empty");
-  component.open(4);
-  component.SetLastError(nullptr);
-  EXPECT_EQ(stored(component), "empty");
-}
+TEST(ErrorInfo, StoresItsOwnCopyUntilReplacedOrClearedAndCopiesOwnTheirOwn) {
+  auto component = std::make_unique<Component>();
+  EXPECT_EQ(stored(*component), "empty");
+  component->open(1); // the error passed in is gone when open returns
+  EXPECT_EQ(stored(*component), tree);
+  EXPECT_EQ(typeid(*component->GetLastError()), typeid(BaseError));
+  EXPECT_EQ(component->clears, 1); // through the override
 
-TEST(ErrorInfo, ForeignErrorsArriveWithTextInserts) {
-  Component nested;
-  nested.open(2);
-  ClientError client(77);
-  client.add(new ClientInsert("one"));
-  client.add(nullptr);
-  client.add(nested.GetLastError()->getInsert(1)->clone());
-  client.add(new ClientInsert("two"));
-  Component component;
-  component.SetLastError(&client);
-
-  AnyError* copy = component.GetLastError();
-  EXPECT_EQ(copy->module().string(), "CLIENT");
-  EXPECT_EQ(copy->status(), 7);
-  EXPECT_EQ(copy->hResult(), 0u);
-  EXPECT_TRUE(copy->getText(basalt::getLogObject()).empty()); // the client's words stay behind
-  // The hole and the nested error (whose number has no words) become empty texts in place.
-  EXPECT_EQ(describe(*copy), "77['one','','','two']");
-}
-
-TEST(ErrorInfo, CopiesOwnTheirOwnError) {
-  auto first = std::make_unique<Component>();
-  first->open(1);
-  Component copy(*first);
-  EXPECT_NE(copy.GetLastError(), first->GetLastError());
-  first.reset();
+  Component copy(*component);
+  EXPECT_NE(copy.GetLastError(), component->GetLastError());
   Component assigned;
   assigned.open(2);
   assigned = copy;
   EXPECT_NE(assigned.GetLastError(), copy.GetLastError());
   const Component& self = assigned;
   assigned = self;
+
+  component->open(3);
+  component->SetLastError(component->GetLastError());
+  EXPECT_EQ(stored(*component), "3['file.txt',2['x',3['deep']],#9]");
+  component->ClearLastError();
+  EXPECT_EQ(stored(*component), "empty");
+  component->open(4);
+  component->SetLastError(nullptr);
+  EXPECT_EQ(stored(*component), "empty");
+  component.reset();
   EXPECT_EQ(stored(assigned), tree);
   assigned = Component();
   EXPECT_EQ(stored(assigned), "empty");
+}
+
+// An error of another family keeps its code, status and inserts, but not its words, module
+// or hResult. Nested, a hole in its list closes up; stored, holes and nested errors (whose
+// number has no words here) become empty texts in place.
+TEST(ErrorInfo, ForeignErrorsKeepTheirInsertsButNotTheirWordsModuleOrHResult) {
+  ClientError client(77);
+  client.add(new ClientInsert("one"));
+  client.add(nullptr);
+  Component nested;
+  nested.open(2);
+  client.add(nested.GetLastError()->getInsert(1)->clone());
+  client.add(new ClientInsert("two"));
+
+  CoreLog log;
+  AnyErrorContainer container(client);
+  EXPECT_EQ(container.status(), 7);
+  EXPECT_EQ(container.module().string(), "COMMONMODULE");
+  EXPECT_EQ(container.hResult(), 0u);
+  EXPECT_TRUE(container.getText(&log).empty());
+  EXPECT_EQ(describe(container), "77['one',2['x',3['deep']],'two']");
+
+  Component component;
+  component.SetLastError(&client);
+  AnyError* copy = component.GetLastError();
+  EXPECT_EQ(copy->module().string(), "CLIENT");
+  EXPECT_EQ(copy->status(), 7);
+  EXPECT_EQ(copy->hResult(), 0u);
+  EXPECT_TRUE(copy->getText(basalt::getLogObject()).empty()); // the client's words stay behind
+  EXPECT_EQ(describe(*copy), "77['one','','','two']");
 }
 
 // Threads that each own an object never see one another's error, also while foreign errors

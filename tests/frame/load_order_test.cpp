@@ -59,11 +59,8 @@ Lines expectedTrace(bool logUsed) {
   return lines;
 }
 
-TEST(LoadOrder, UsedLogGoesAfterThreadLibraryAndBeforeStaticObjects) {
+TEST(LoadOrder, LogGoesAfterThreadLibraryAndBeforeStaticObjectsAndLeavesEntriesOnlyOnceUsed) {
   EXPECT_EQ(traceOf("log"), expectedTrace(true));
-}
-
-TEST(LoadOrder, UnusedLogLeavesNoEnsureInitEntry) {
   EXPECT_EQ(traceOf("quiet"), expectedTrace(false));
 }
 

@@ -53,6 +53,10 @@ TEST(LogConfiguration, ThresholdsMapAndComponentsReplaceTheirModulesExactlyByNam
   EXPECT_EQ(threshold("Silent", "Only"), 3);
   EXPECT_EQ(threshold("silent", "Only"), 0);
   EXPECT_EQ(threshold("Support", "Loud"), 0); // an unknown module has no components
+  // Modules that share their first four units with others match unit by unit too.
+  EXPECT_EQ(threshold("SUPPORTS", ""), 0);
+  EXPECT_EQ(threshold("Mfffffff", ""), 0);
+  EXPECT_EQ(threshold("Mffffffff", ""), 5);
   // A text where a number belongs is told in the event log.
   const auto events = sandbox.registry.events();
   ASSERT_EQ(events.size(), 4u); // Text's Verbosity, Location, where the libraries are, LogFile
@@ -72,7 +76,7 @@ TEST(LogConfiguration, MachineWithoutLogKeysReportsInOrderAndUsesTheLibrarysDire
     EXPECT_TRUE(impl.useEventLog);
   }
   ::dlclose(shared);
-  const std::string directory = library(BASALT_BINARY_DIR "/basalt");
+  const std::string directory = libraryForm(BASALT_BINARY_DIR "/basalt");
   EXPECT_EQ(narrow(basalt::frame::resourceLocation()), directory);
   const std::string key = "[HKEY_LOCAL_MACHINE]Software\\Corvane Holdings\\10.0\\TRELL(o)\\Log";
   const auto events = sandbox.registry.events();

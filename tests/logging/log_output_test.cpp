@@ -39,9 +39,15 @@ TEST(LogOutput, LineIsLocalTimeMillisecondsModuleAndText) {
     Inserts withNull{nullptr, "B"};
     EXPECT_TRUE(log.log(ofMessage, CoreLog::VerbosityCritical, "SUPPORT", "", 2, inserts.get()));
     EXPECT_TRUE(log.log(ofMessage, CoreLog::VerbosityAll, "SUPPORT", "Any", 2, withNull.get()));
+    // A component's threshold stands in for its module's, through the live entry handed out.
     EXPECT_FALSE(log.log(ofMessage, CoreLog::VerbosityWarning, "SUPPORT", "Quiet", 0, nullptr));
-    EXPECT_TRUE(log.log(textless, CoreLog::VerbosityError, "SUPPORT", "Quiet", 0, nullptr));
+    *log.getModuleVerbosity("SUPPORT", "Quiet") = CoreLog::VerbosityWarning;
+    EXPECT_TRUE(log.log(textless, CoreLog::VerbosityWarning, "SUPPORT", "Quiet", 0, nullptr));
     EXPECT_FALSE(log.log(ofMessage, CoreLog::VerbosityError, "SUPPORT", "", -1, inserts.get()));
+    for (const int level : {-1, 0}) {
+      EXPECT_FALSE(log.log(ofMessage, static_cast<CoreLog::VerbosityType>(level), "SUPPORT", "", 0,
+                           nullptr));
+    }
   }
   const std::time_t after = std::time(nullptr);
   const auto lines = sandbox.lines("out.log");

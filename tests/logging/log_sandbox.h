@@ -23,13 +23,6 @@ inline std::string messages(const std::string& sub) {
   return std::string(BASALT_LOG_MESSAGES_DIR) + "/" + sub;
 }
 
-inline std::string library(std::string path) {
-  for (char& c : path) {
-    c = c == '/' ? '\\' : c;
-  }
-  return path;
-}
-
 // A .reg text value holding path in the library's form.
 inline std::string regPath(const std::string& path) {
   std::string quoted = "\"";

@@ -35,7 +35,7 @@ TEST(MessageLibrary, NamesAreTriedNeutralFirstThenByLanguage) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.sub) + " " + c.language);
-    MessageLibrary::setLocation(library(messages(c.sub)));
+    MessageLibrary::setLocation(libraryForm(messages(c.sub)));
     MessageLibrary record(c.message, c.language);
     const std::string prefix = c.message == ofMessage ? "strings_201_" : "strings_5_";
     std::vector<std::string> tried;
@@ -50,7 +50,7 @@ TEST(MessageLibrary, NamesAreTriedNeutralFirstThenByLanguage) {
     KELPString text;
     const bool found = std::string(c.sub) != "nowhere";
     EXPECT_EQ(narrow(record.loadedPath()),
-              found ? library(messages(c.sub)) + "\\" + expected.back() : "");
+              found ? libraryForm(messages(c.sub)) + "\\" + expected.back() : "");
     EXPECT_EQ(record.library.getString(c.message, text), found);
   }
   const auto events = sandbox.registry.events();

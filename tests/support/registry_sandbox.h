@@ -4,8 +4,9 @@
 // A temporary directory that the registry and the event log use for one test: .reg files
 // written there are the registry, and events land in events.jsonl there.
 
+#include "tests/support/scratch_directory.h"
+
 #include <cstdint>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -26,134 +27,84 @@ struct LoggedEvent {
   std::vector<std::optional<std::string>> strings;
 };
 
-// Reads the event log file's lines. Only the shapes the log writes are understood; anything
-// else fails the test.
-class EventLineReader {
-public:
-  explicit EventLineReader(const std::string& line) : text(line) {}
-
-  LoggedEvent read() {
-    LoggedEvent event;
-    expect('{');
-    do {
-      const std::string key = readString();
-      expect(':');
-      if (key == "strings") {
-        expect('[');
-        if (!take(']')) {
-          do {
-            event.strings.push_back(readStringOrNull());
-          } while (take(','));
-          expect(']');
-        }
-      } else if (key == "source" || key == "type" || key == "time" || key == "data") {
-        const std::string value = readString();
-        event.source = key == "source" ? value : event.source;
-        event.type = key == "type" ? value : event.type;
-      } else {
-        const std::uint64_t number = readNumber();
-        event.category = key == "category" ? static_cast<unsigned int>(number) : event.category;
-        event.event = key == "event" ? static_cast<std::uint32_t>(number) : event.event;
-      }
-    } while (take(','));
-    expect('}');
-    EXPECT_EQ(at, text.size()) << text;
-    return event;
-  }
-
-private:
-  void skipSpace() {
-    while (at < text.size() && text[at] == ' ') {
-      ++at;
-    }
-  }
-  bool take(char c) {
-    skipSpace();
-    if (at < text.size() && text[at] == c) {
-      ++at;
-      return true;
-    }
-    return false;
-  }
-  void expect(char c) {
-    EXPECT_TRUE(take(c)) << "expected " << c << " at " << at << " in " << text;
-  }
-  std::uint64_t readNumber() {
-    skipSpace();
-    std::uint64_t value = 0;
-    while (at < text.size() && text[at] >= '0' && text[at] <= '9') {
-      value = value * 10 + static_cast<std::uint64_t>(text[at++] - '0');
-    }
-    return value;
-  }
-  std::optional<std::string> readStringOrNull() {
-    skipSpace();
-    if (text.compare(at, 4, "null") == 0) {
+// One line of the event log file: a flat JSON object of strings and numbers, with one array
+// of strings and nulls. Only the shapes the log writes are understood; anything else fails
+// the test.
+inline LoggedEvent readEvent(const std::string& line) {
+  LoggedEvent event;
+  std::size_t at = 0;
+  const auto take = [&](char c) {
+    at = std::min(line.find_first_not_of(' ', at), line.size());
+    return at < line.size() && line[at] == c ? ++at, true : false;
+  };
+  const auto expect = [&](char c) { EXPECT_TRUE(take(c)) << c << " at " << at << " in " << line; };
+  const auto text = [&]() -> std::optional<std::string> {
+    if (!take('"')) {
+      EXPECT_EQ(line.compare(at, 4, "null"), 0) << "at " << at << " in " << line;
       at += 4;
       return std::nullopt;
     }
-    return readString();
-  }
-  std::string readString() {
-    expect('"');
     std::string value;
-    while (at < text.size() && text[at] != '"') {
-      char c = text[at++];
-      if (c == '\\' && at < text.size()) {
-        c = text[at++];
-        if (c == 'n' || c == 'r' || c == 't') {
-          c = c == 'n' ? '\n' : c == 'r' ? '\r' : '\t';
-        } else if (c == 'u') {
-          c = static_cast<char>(std::stoi(text.substr(at, 4), nullptr, 16));
+    for (char c; at < line.size() && (c = line[at++]) != '"'; value += c) {
+      if (c == '\\' && at < line.size()) {
+        c = line[at++];
+        c = c == 'n' ? '\n' : c == 'r' ? '\r' : c == 't' ? '\t' : c;
+        if (c == 'u') {
+          c = static_cast<char>(std::stoi(line.substr(at, 4), nullptr, 16));
           at += 4;
         }
       }
-      value += c;
     }
-    expect('"');
+    EXPECT_EQ(line[at - 1], '"') << "unended text in " << line;
     return value;
-  }
-
-  std::string text;
-  std::size_t at = 0;
-};
+  };
+  expect('{');
+  do {
+    const std::string key = text().value_or("");
+    expect(':');
+    if (key == "strings") {
+      expect('[');
+      if (!take(']')) {
+        do {
+          event.strings.push_back(text());
+        } while (take(','));
+        expect(']');
+      }
+    } else if (key == "source" || key == "type" || key == "time" || key == "data") {
+      const std::string value = text().value_or("");
+      event.source = key == "source" ? value : event.source;
+      event.type = key == "type" ? value : event.type;
+    } else {
+      std::size_t digits = 0;
+      const std::uint64_t number = std::stoull(line.substr(at), &digits);
+      at += digits;
+      event.category = key == "category" ? static_cast<unsigned int>(number) : event.category;
+      event.event = key == "event" ? static_cast<std::uint32_t>(number) : event.event;
+    }
+  } while (take(','));
+  expect('}');
+  EXPECT_EQ(at, line.size()) << line;
+  return event;
+}
 
 class RegistrySandbox {
 public:
-  RegistrySandbox() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "basalt-registry-XXXXXX");
-    root = ::mkdtemp(pattern.data());
-    remember("BASALT_REGISTRY");
-    remember("BASALT_EVENTLOG");
-    useSources("");
-    ::setenv("BASALT_EVENTLOG", path("events.jsonl").c_str(), 1);
-  }
-  ~RegistrySandbox() {
-    for (const auto& [name, value] : saved) {
-      if (value) {
-        ::setenv(name.c_str(), value->c_str(), 1);
-      } else {
-        ::unsetenv(name.c_str());
-      }
-    }
-    std::filesystem::remove_all(root);
-  }
+  RegistrySandbox() = default;
   RegistrySandbox(const RegistrySandbox&) = delete;
   RegistrySandbox& operator=(const RegistrySandbox&) = delete;
 
-  std::string path(const std::string& name) const { return (root / name).string(); }
+  std::string path(const std::string& name) const { return directory.os(name); }
 
   // Writes bytes as they are; the file's modification time is set to seconds after the
   // epoch when given, so that tests can tell versions apart by time alone.
   std::string write(const std::string& name, const std::string& bytes,
                     std::optional<long> seconds = std::nullopt) const {
-    const std::filesystem::path file = root / name;
-    std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+    std::filesystem::create_directories(std::filesystem::path(path(name)).parent_path());
+    directory.write(name, bytes);
     if (seconds) {
       setTime(name, *seconds);
     }
-    return file.string();
+    return path(name);
   }
 
   void setTime(const std::string& name, long seconds) const {
@@ -175,27 +126,23 @@ public:
     std::vector<LoggedEvent> events;
     std::ifstream file(path("events.jsonl"));
     for (std::string line; std::getline(file, line);) {
-      events.push_back(EventLineReader(line).read());
+      events.push_back(readEvent(line));
     }
     return events;
   }
 
 private:
-  void remember(const char* name) {
-    const char* value = std::getenv(name);
-    saved.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
-  }
-
-  std::filesystem::path root;
-  std::vector<std::pair<std::string, std::optional<std::string>>> saved;
+  basalt::test::ScratchDirectory directory;
+  // Put back as they were when the sandbox goes.
+  basalt::test::EnvironmentVariable registry{"BASALT_REGISTRY", ""};
+  basalt::test::EnvironmentVariable eventLog{"BASALT_EVENTLOG", path("events.jsonl").c_str()};
 };
 
 // UTF-16LE with a byte order mark, as the registry editor saves its files.
 inline std::string utf16File(const std::u16string& text) {
   std::string bytes = "\xFF\xFE";
   for (const char16_t unit : text) {
-    bytes += static_cast<char>(unit & 0xFF);
-    bytes += static_cast<char>(unit >> 8);
+    bytes += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
   }
   return bytes;
 }

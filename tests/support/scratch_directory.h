@@ -91,6 +91,11 @@ inline Units units(std::u16string_view text) {
   return Units(text.begin(), text.end());
 }
 
+// A UTF-16 literal as the 16-bit units the layer takes, for the length of the call.
+inline const unsigned short* w(const char16_t* text) {
+  return reinterpret_cast<const unsigned short*>(text);
+}
+
 // Wide text from UTF-8, and back; for names and paths that tests spell in UTF-8.
 inline Units wide(const std::string& utf8) {
   Units out(utf8.size(), 0);
@@ -102,9 +107,7 @@ inline Units wide(const std::string& utf8) {
 }
 
 inline std::string narrow(const Units& text) {
-  std::string out;
-  basalt::platform::utf8::append(out, text.data(), text.size());
-  return out;
+  return basalt::platform::utf8::encode(text);
 }
 
 } // namespace basalt::test

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,18 +21,18 @@ std::string fields(const FileLocator& locator) {
          narrow(locator.getFullFileName());
 }
 
-std::vector<std::string> listed(const FileLocator& locator, int strip,
-                                std::vector<KELPString> out = {}) {
+// The names listed behind what out held, joined by '|'; "<none>" when nothing matched.
+std::string listed(const FileLocator& locator, int strip = 0, std::vector<KELPString> out = {}) {
   const int result = locator.listFiles(out, strip);
-  std::vector<std::string> names;
-  names.reserve(out.size() + 1);
-  for (const KELPString& name : out) {
-    names.push_back(narrow(name));
+  std::string names;
+  for (std::size_t i = 0; i < out.size(); ++i) {
+    names += (i == 0 ? "" : "|") + narrow(out[i]);
   }
-  if (result == 0) {
-    names.push_back("<none>");
-  }
-  return names;
+  return result == 0 ? names + "<none>" : names;
+}
+
+FileLocator at(const std::string& path) {
+  return FileLocator(KELPString(path.c_str()));
 }
 
 TEST(FileLocatorTest, FullPathSplitsAtTheLastBackslashAndThenTheLastDot) {
@@ -49,12 +50,12 @@ TEST(FileLocatorTest, FullPathSplitsAtTheLastBackslashAndThenTheLastDot) {
       {"", "||||"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(fields(FileLocator(KELPString(c.path))), c.fields) << c.path;
+    EXPECT_EQ(fields(at(c.path)), c.fields) << c.path;
   }
 }
 
 TEST(FileLocatorTest, FileNameSplitsAtTheFirstDotAndLocationLosesOneClosingBackslash) {
-  FileLocator locator(KELPString("loc\\old.ext"));
+  FileLocator locator = at("loc\\old.ext");
   locator.setFileName("a.b.c");
   EXPECT_EQ(fields(locator), "a|b.c|a.b.c|loc|loc\\a.b.c");
   locator.setFileName("plain"); // keeps the old extension
@@ -71,28 +72,59 @@ TEST(FileLocatorTest, FileNameSplitsAtTheFirstDotAndLocationLosesOneClosingBacks
   EXPECT_EQ(narrow(locator.getFullFileName()), ".txt");
 }
 
+TEST(FileLocatorTest, ListFilesMatchesWildcardsAsWindowsDoes) {
+  ScratchDirectory dir;
+  for (const char* name :
+       {"x.tar.gz", "b.TXT", "readme", "ab.txt", "\xC3\xA9.txt", "a.txt", "bad\xFF\xFE.log"}) {
+    dir.write(name, "");
+  }
+  std::filesystem::create_directories(dir.path() / "sub.d" / "long");
+  dir.write("sub.d/long/" + std::string(200, 'a'), "");
+  const std::string all = ".|..|a.txt|ab.txt|b.TXT|bad\xEF\xBF\xBD\xEF\xBF\xBD.log|readme|sub.d|"
+                          "x.tar.gz|\xC3\xA9.txt";
+  const struct {
+    const char* pattern;
+    std::string names;
+  } cases[] = {
+      {"*.*", all},
+      {"*", all},
+      {"*.txt", "a.txt|ab.txt|\xC3\xA9.txt"}, // case-sensitive
+      {"?.txt", "a.txt|\xC3\xA9.txt"},        // '?' is one character even when it takes two bytes
+      {"ab?.txt", "ab.txt"},                  // '?' before a dot may match nothing...
+      {"readme.*", "readme"},                 // ...and so may a dot at the end before '*'
+      {"x.*", "x.tar.gz"},                    // '*' crosses dots
+      {"*b*", "ab.txt|b.TXT|bad\xEF\xBF\xBD\xEF\xBF\xBD.log|sub.d"},
+      {"sub.d", "sub.d"}, // without wildcards, just that entry
+      {"A.TXT", "<none>"},
+      {"*.none", "<none>"},
+      {"sub.d\\long\\*a*a*a*a*a*a*a*a*a*a*a*a*b", "<none>"}, // backtracking would take ages
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(listed(at(dir.library(c.pattern))), c.names) << c.pattern;
+  }
+}
+
 TEST(FileLocatorTest, ListFilesAppendsBareNamesAndStripsAtTheLastDot) {
   ScratchDirectory dir;
   dir.write("a.txt", "");
   dir.write("a.log", "");
   dir.write("b", "");
-  FileLocator locator(KELPString(dir.library("*").c_str()));
-  EXPECT_EQ(listed(locator, 0, {KELPString("kept")}),
-            (std::vector<std::string>{"kept", ".", "..", "a.log", "a.txt", "b"}));
+  FileLocator locator = at(dir.library("*"));
+  EXPECT_EQ(listed(locator, 0, {KELPString("kept")}), "kept|.|..|a.log|a.txt|b");
   // Stripping turns the dot entries into "" and ".", and makes duplicates.
-  EXPECT_EQ(listed(locator, 1), (std::vector<std::string>{"", ".", "a", "a", "b"}));
+  EXPECT_EQ(listed(locator, 1), "|.|a|a|b");
   locator.setName("a");
   locator.setExtension("*");
-  EXPECT_EQ(listed(locator, 0), (std::vector<std::string>{"a.log", "a.txt"}));
+  EXPECT_EQ(listed(locator), "a.log|a.txt");
   EXPECT_EQ(locator.exists(), 1);
 
   locator.setExtension("none");
-  EXPECT_EQ(listed(locator, 0, {KELPString("kept")}), (std::vector<std::string>{"kept", "<none>"}));
+  EXPECT_EQ(listed(locator, 0, {KELPString("kept")}), "kept<none>");
   EXPECT_EQ(locator.exists(), 0);
   EXPECT_EQ(FileLocator().exists(), 0);
   // A directory is an entry like any other, but a path that ends in '\' names none.
-  EXPECT_EQ(FileLocator(KELPString(dir.library("").c_str())).exists(), 0);
-  EXPECT_EQ(FileLocator(KELPString(dir.path().c_str())).exists(), 1);
+  EXPECT_EQ(at(dir.library("")).exists(), 0);
+  EXPECT_EQ(at(dir.path().string()).exists(), 1);
 }
 
 TEST(FileLocatorTest, TempAndModuleLocationsComeFromTheSystemWithoutTheClosingBackslash) {
@@ -100,13 +132,27 @@ TEST(FileLocatorTest, TempAndModuleLocationsComeFromTheSystemWithoutTheClosingBa
   // Longer than the first buffer of 40 characters, so that the second call is needed.
   const std::string deep = "a-directory-with-a-name-longer-than-forty-characters";
   std::filesystem::create_directory(dir.path() / deep);
-  const basalt::test::EnvironmentVariable variable("TMPDIR", dir.os(deep).c_str());
-  FileLocator locator(KELPString("x.log"));
-  EXPECT_EQ(locator.setLocationToTemp(), 1);
-  EXPECT_EQ(narrow(locator.getFullFileName()), dir.library(deep) + "\\x.log");
+  dir.write("file", "");
+  // TMPDIR counts only when it names a directory, with or without its closing '/'.
+  const struct {
+    std::optional<std::string> tmpDir;
+    std::string location;
+  } cases[] = {{dir.os(deep), dir.library(deep)},
+               {dir.os(deep) + "/", dir.library(deep)},
+               {"", "\\tmp"},
+               {"/no/such/directory", "\\tmp"},
+               {dir.os("file"), "\\tmp"},
+               {std::nullopt, "\\tmp"}};
+  FileLocator locator = at("x.log");
+  for (const auto& c : cases) {
+    const basalt::test::EnvironmentVariable variable("TMPDIR",
+                                                     c.tmpDir ? c.tmpDir->c_str() : nullptr);
+    EXPECT_EQ(locator.setLocationToTemp(), 1);
+    EXPECT_EQ(narrow(locator.getFullFileName()), c.location + "\\x.log") << c.location;
+  }
 
   EXPECT_EQ(locator.setLocationToModule("no_such_module"), 0);
-  EXPECT_EQ(narrow(locator.getLocation()), dir.library(deep));
+  EXPECT_EQ(narrow(locator.getLocation()), "\\tmp");
   void* library = ::dlopen(BASALT_BINARY_DIR "/basalt/libbasalt.so", RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << ::dlerror();
   EXPECT_EQ(locator.setLocationToModule("basalt"), 1);

@@ -70,6 +70,17 @@ TEST_F(FileTest, LinesKeepWhatEndedThem) {
   empty.readToEOF(out);
   EXPECT_TRUE(empty.readToEOL(out));
   EXPECT_EQ(out.wstring(), (Units{'x', endMarker}));
+
+  // Decoding reads ahead of the character it gives; a write must not land behind that.
+  dir.write("mixed.txt", "\xC3\xA9\nabc");
+  File mixed(at("mixed.txt"));
+  ASSERT_TRUE(mixed.open("r+"));
+  out.clear();
+  EXPECT_FALSE(mixed.readToEOL(out));
+  mixed.writeString(KELPString("X"));
+  mixed.readToEOF(out);
+  EXPECT_EQ(out.wstring(), units(u"\u00E9\nbc"));
+  EXPECT_EQ(dir.read("mixed.txt"), "\xC3\xA9\nXbc");
 }
 
 TEST_F(FileTest, EveryWriteIsOnDiskWhenItReturns) {

@@ -14,6 +14,17 @@ TEST(SystemSupport, FormatErrorGivesTheTextWithoutItsLineEndOnAnyThread) {
   basalt::platform::SetLastError(6);
   SystemSupport::FormatLastError(text);
   EXPECT_EQ(text, "The handle is invalid.");
+  SystemSupport::FormatError(text, 2);
+  EXPECT_EQ(text, "The system cannot find the file specified.");
+  SystemSupport::FormatError(text, 193);
+  EXPECT_EQ(text, "%1 is not a valid Win32 application.");
+  // Every number the platform layer sets has words, on one line.
+  for (const std::uint32_t number : {0, 3, 5, 8, 87, 112, 122, 126, 127, 161, 234, 259, 317, 1018,
+                                     1113, 1812, 1813, 1814, 1815}) {
+    SystemSupport::FormatError(text, number);
+    EXPECT_FALSE(text.empty()) << number;
+    EXPECT_EQ(text.string().find_first_of("\r\n"), std::string::npos) << number;
+  }
 
   std::vector<std::thread> threads;
   std::vector<KELPString> texts(8);

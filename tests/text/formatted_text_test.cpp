@@ -70,8 +70,12 @@ TEST(FormattedText, NumbersKeepThirtyTwoBitWidths) {
   EXPECT_EQ(built("%ld|%lu|%hd|%hu|%x|%d", -1, 0xFFFFFFFFU, 65535, 65541, -1,
                   static_cast<std::int32_t>(0x80000000U)),
             "-1|4294967295|-1|5|ffffffff|-2147483648");
-  EXPECT_EQ(built("%p|%e", reinterpret_cast<void*>(0xABCDEFU), 1e5),
-            "0000000000ABCDEF|1.000000e+05");
+  EXPECT_EQ(built("%lx|%+06.3hd|%e|%lf|%hG", -1, -2, 1e5, 1.5, 1e-10),
+            "ffffffff|  -002|1.000000e+05|1.500000|1E-10");
+  // Pointers have sixteen digits and no prefix.
+  EXPECT_EQ(built("%p|%-20p|%.2p", static_cast<void*>(nullptr), reinterpret_cast<void*>(0xABCDEFU),
+                  reinterpret_cast<void*>(0xAU)),
+            "0000000000000000|0000000000ABCDEF    |000000000000000A");
 }
 
 TEST(FormattedText, WorkBuffersBoundTheDirectiveAndItsNumber) {

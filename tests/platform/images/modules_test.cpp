@@ -1,5 +1,7 @@
 // Modules of the process and modules the layer loads: resource DLLs as data, ELF objects
-// with dlopen, and files that are neither.
+// with dlopen, and files that are neither. SharedLibrary, the file locator and the Unicode
+// layer load and find modules through these in tests/system and tests/frame; here is what
+// they can't ask for.
 
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
@@ -59,13 +61,6 @@ void* loadedHandle(const char* name) {
   return handle;
 }
 
-// What the test plugins' answer function returns; -1 when the symbol isn't found.
-int answerOf(plat::HMODULE module, const char* symbol) {
-  using Answer = int (*)();
-  const auto answer = reinterpret_cast<Answer>(plat::GetProcAddress(module, symbol));
-  return answer == nullptr ? -1 : answer();
-}
-
 std::string copyModule(const ScratchDirectory& dir, const std::string& module,
                        const std::string& as) {
   fs::create_directories(fs::path(dir.os(as)).parent_path());
@@ -73,63 +68,54 @@ std::string copyModule(const ScratchDirectory& dir, const std::string& module,
   return dir.os(as);
 }
 
-TEST(GetModuleHandleW, NullAndTheProgramsOwnNameGiveTheMainProgramAndItsFileName) {
+TEST(GetModuleHandleW, MainProgramSharedObjectsAndTheLibrarysOwnCodeGoByTheirNames) {
   const plat::HMODULE main = plat::GetModuleHandleW(nullptr);
   ASSERT_NE(main, nullptr);
   EXPECT_EQ(main, loadedHandle(nullptr));
   const std::string program = libraryForm(fs::canonical("/proc/self/exe").string());
   EXPECT_EQ(fileNameOf(nullptr), program);
   EXPECT_EQ(fileNameOf(main), program);
-  EXPECT_EQ(handleOf("platform_tests"), main);
-  EXPECT_EQ(handleOf("platform_tests.exe"), main);
-
   // A file name cut to the buffer says so.
   plat::WCHAR buffer[5] = {1, 1, 1, 1, 1};
   EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 5), 5U);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
   EXPECT_EQ(narrow(Units(buffer)), program.substr(0, 4));
   EXPECT_EQ(plat::GetModuleFileNameW(nullptr, buffer, 0), 0U);
-}
 
-TEST(GetModuleHandleW, SharedObjectsAreFoundByTheirNamesAndGiveTheLoadersHandle) {
+  // A Windows name stands for lib<stem>.so, versioned or not; with a directory, only that
+  // directory counts.
   void* libc = loadedHandle("libc.so.6");
   ASSERT_NE(libc, nullptr);
-  EXPECT_EQ(handleOf("libc.so.6"), libc);
-  // A Windows name stands for lib<stem>.so, versioned or not.
-  EXPECT_EQ(handleOf("c.dll"), libc);
-  EXPECT_EQ(handleOf("c"), libc);
-  EXPECT_EQ(handleOf("libc.so"), libc);
-  const std::string path = fileNameOf(libc);
-  EXPECT_EQ(path.substr(path.rfind('\\')), "\\libc.so.6");
-  EXPECT_EQ(path.front(), '\\');
-  // With a directory, only that directory counts.
-  EXPECT_EQ(handleOf(path), libc);
+  const std::string libcPath = fileNameOf(libc);
+  EXPECT_EQ(libcPath.substr(libcPath.rfind('\\')), "\\libc.so.6");
   ScratchDirectory elsewhere;
-  EXPECT_EQ(handleOf(elsewhere.library("libc.so.6")), nullptr);
-
-  plat::SetLastError(0);
-  EXPECT_EQ(handleOf("no_such_module"), nullptr);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
-  EXPECT_EQ(handleOf(""), nullptr);
-  EXPECT_EQ(handleOf("libc.so.6.1"), nullptr);
-}
-
-TEST(GetModuleHandleW, LibraryNameFindsTheSharedLibraryOnceLoadedAndElseTheCodeItIsLinkedInto) {
-  const std::string shared = BASALT_BINARY_DIR "/basalt/libbasalt.so";
-  // Linked into this test, the library's code lives in the executable. (Once loaded, the
-  // shared library stays: dlclose can't unload it.)
-  if (loadedHandle(shared.c_str()) == nullptr) {
-    EXPECT_EQ(handleOf("basalt.dll"), plat::GetModuleHandleW(nullptr));
+  const struct {
+    std::string name;
+    plat::HMODULE module;
+  } cases[] = {{"platform_tests", main},
+               {"platform_tests.exe", main},
+               {"libc.so.6", libc},
+               {"c.dll", libc},
+               {"c", libc},
+               {"libc.so", libc},
+               {libcPath, libc},
+               {elsewhere.library("libc.so.6"), nullptr},
+               {"no_such_module", nullptr},
+               {"", nullptr},
+               {"libc.so.6.1", nullptr}};
+  for (const auto& c : cases) {
+    plat::SetLastError(0);
+    EXPECT_EQ(handleOf(c.name), c.module) << c.name;
+    EXPECT_EQ(plat::GetLastError(), c.module == nullptr ? plat::ERROR_MOD_NOT_FOUND : 0) << c.name;
   }
-  void* library = ::dlopen(shared.c_str(), RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(library, nullptr) << ::dlerror();
-  EXPECT_EQ(handleOf("basalt.dll"), library);
-  EXPECT_EQ(handleOf("libbasalt.so"), library);
-  EXPECT_EQ(fileNameOf(library), libraryForm(shared));
-  ::dlclose(library);
+  // Linked into this test, the library's own code lives in the executable. (Once loaded, the
+  // shared library stays: dlclose can't unload it, and the locator's test finds it then.)
+  if (loadedHandle(BASALT_BINARY_DIR "/basalt/libbasalt.so") == nullptr) {
+    EXPECT_EQ(handleOf("basalt.dll"), main);
+  }
 }
 
-TEST(LoadLibrary, OneFileOneHandleCounted) {
+TEST(LoadLibrary, OneFileOneHandleCountedWhateverItsSpelling) {
   ScratchDirectory dir;
   const std::string file = copyModule(dir, "strings_201_ENU.dll", "sub/strings.dll");
   const plat::HMODULE first = load(file);
@@ -146,11 +132,31 @@ TEST(LoadLibrary, OneFileOneHandleCounted) {
   EXPECT_TRUE(plat::FreeLibrary(first));
   EXPECT_EQ(plat::findLoadedModule(first), nullptr);
   EXPECT_EQ(handleOf("strings.dll"), nullptr);
-  plat::WCHAR buffer[16];
-  EXPECT_EQ(plat::GetModuleFileNameW(first, buffer, 16), 0U);
+  EXPECT_EQ(fileNameOf(first), "");
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
   EXPECT_FALSE(plat::FreeLibrary(first));
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_HANDLE);
+
+  // ".dll" comes to a name without a dot; a trailing dot stands for no extension.
+  copyModule(dir, "strings_201_ENU.dll", "plain.dll");
+  copyModule(dir, "strings_201_xx.dll", "plain");
+  const plat::HMODULE withDll = load(dir.os("plain"));
+  const plat::HMODULE bare = load(dir.os("plain."));
+  EXPECT_EQ(string1(withDll), u"Hello");
+  EXPECT_EQ(string1(bare), u"Neutral hello");
+  plat::FreeLibrary(withDll);
+  plat::FreeLibrary(bare);
+
+  // LoadLibraryA's name is in the process's ANSI code page (it once took CP_ACP's default).
+  if (plat::GetACP() == plat::CP_UTF8) {
+    const std::string path =
+        copyModule(dir, "strings_201_ENU.dll", "gr\xC3\xBC\xC3\x9F\xE2\x82\xAC.dll");
+    const plat::HMODULE narrowName = plat::LoadLibraryA(path.c_str());
+    ASSERT_NE(narrowName, nullptr);
+    EXPECT_EQ(load(libraryForm(path)), narrowName);
+    EXPECT_TRUE(plat::FreeLibrary(narrowName));
+    EXPECT_TRUE(plat::FreeLibrary(narrowName));
+  }
 }
 
 TEST(LoadLibrary, RefusesWhatIsNoModule) {
@@ -179,29 +185,6 @@ TEST(LoadLibrary, RefusesWhatIsNoModule) {
   EXPECT_EQ(plat::LoadLibraryExW(wide(modulePath("strings_201_ENU.dll")).c_str(), nullptr, 0x2),
             nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_PARAMETER);
-}
-
-TEST(LoadLibrary, DefaultExtensionTrailingDotAndNonAsciiNames) {
-  ScratchDirectory dir;
-  copyModule(dir, "strings_201_ENU.dll", "plain.dll");
-  copyModule(dir, "strings_201_xx.dll", "plain");
-  const plat::HMODULE withDll = load(dir.os("plain"));
-  const plat::HMODULE bare = load(dir.os("plain."));
-  EXPECT_EQ(string1(withDll), u"Hello");
-  EXPECT_EQ(string1(bare), u"Neutral hello");
-  plat::FreeLibrary(withDll);
-  plat::FreeLibrary(bare);
-
-  if (plat::GetACP() == plat::CP_UTF8) {
-    const std::string path = copyModule(dir, "strings_201_ENU.dll",
-                                        "gr\xC3\xBC\xC3\x9F"
-                                        "e \xE2\x82\xAC.dll");
-    const plat::HMODULE narrowName = plat::LoadLibraryA(path.c_str());
-    ASSERT_NE(narrowName, nullptr);
-    EXPECT_EQ(load(libraryForm(path)), narrowName);
-    EXPECT_TRUE(plat::FreeLibrary(narrowName));
-    EXPECT_TRUE(plat::FreeLibrary(narrowName));
-  }
 }
 
 TEST(LoadLibrary, SearchesProgramCurrentLibraryPathThenPath) {
@@ -240,7 +223,6 @@ TEST(LoadLibrary, SearchesProgramCurrentLibraryPathThenPath) {
 TEST(LoadLibrary, ElfObjectsLoadWithDlopenAndLendNoSymbols) {
   const plat::HMODULE plugin = load(modulePath("test_plugin.so"));
   ASSERT_NE(plugin, nullptr);
-  EXPECT_EQ(answerOf(plugin, "basalt_test_plugin_answer"), 42);
   // libc is the plugin's dependency, not the plugin.
   EXPECT_EQ(plat::GetProcAddress(plugin, "abs"), nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
@@ -253,7 +235,6 @@ TEST(LoadLibrary, ElfObjectsLoadWithDlopenAndLendNoSymbols) {
   EXPECT_EQ(plat::GetProcAddress(&notAModule, "x"), nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_HANDLE);
   EXPECT_TRUE(plat::FreeLibrary(plugin));
-
   const plat::HMODULE data = load(modulePath("strings_201_ENU.dll"));
   EXPECT_EQ(plat::GetProcAddress(data, "basalt_test_plugin_answer"), nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
@@ -278,7 +259,11 @@ TEST(LoadLibrary, AlteredSearchTakesDependenciesFromTheModulesDirectory) {
 
   const plat::HMODULE module =
       plat::LoadLibraryExW(plugin.c_str(), nullptr, plat::LOAD_WITH_ALTERED_SEARCH_PATH);
-  EXPECT_EQ(answerOf(module, "basalt_test_dependent_answer"), 43);
+  using Answer = int (*)();
+  const auto answer =
+      reinterpret_cast<Answer>(plat::GetProcAddress(module, "basalt_test_dependent_answer"));
+  ASSERT_NE(answer, nullptr);
+  EXPECT_EQ(answer(), 43);
   EXPECT_TRUE(plat::FreeLibrary(module));
 }
 
@@ -287,6 +272,7 @@ TEST(LoadLibrary, ThreadsShareOneCountedModule) {
   const plat::HMODULE held = load(path);
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 500; ++i) {

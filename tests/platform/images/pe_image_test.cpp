@@ -5,12 +5,11 @@
 #include "basalt/platform/images/pe_image.h"
 #include "basalt/platform/images/string_resources.h"
 #include "modules/test_modules.h"
+#include "tests/support/scratch_directory.h"
 
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <vector>
 
 namespace plat = basalt::platform;
@@ -19,44 +18,28 @@ using Bytes = std::vector<unsigned char>;
 namespace {
 
 Bytes readModule(const std::string& name) {
-  std::ifstream in(basalt::test::modulePath(name), std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  const std::string bytes = basalt::test::fileBytes(basalt::test::modulePath(name));
+  return Bytes(bytes.begin(), bytes.end());
 }
 
-std::uint32_t dword(const Bytes& bytes, std::size_t at) {
+std::uint32_t read(const Bytes& bytes, std::size_t at, std::size_t width = 4) {
   std::uint32_t value = 0;
-  std::memcpy(&value, bytes.data() + at, 4);
+  std::memcpy(&value, bytes.data() + at, width);
   return value;
 }
 
-void put16(Bytes& bytes, std::size_t at, std::uint16_t value) {
-  std::memcpy(bytes.data() + at, &value, 2);
-}
-
-void put32(Bytes& bytes, std::size_t at, std::uint32_t value) {
-  std::memcpy(bytes.data() + at, &value, 4);
-}
-
-// Offsets of the structures in a well-formed image.
-struct Layout {
-  std::size_t fileHeader;   // just past "PE\0\0"
-  std::size_t optional;     // optional header
-  std::size_t sectionTable; // first section header
-  std::size_t resourceRoot; // file offset of the resource directory
+// A bend: width bytes at the offset become value.
+struct Bend {
+  const char* what;
+  std::size_t at;
+  std::size_t width;
+  std::uint32_t value;
 };
 
-Layout layoutOf(const Bytes& bytes) {
-  Layout layout{};
-  layout.fileHeader = dword(bytes, 0x3C) + 4;
-  layout.optional = layout.fileHeader + 20;
-  std::uint16_t optionalSize = 0;
-  std::memcpy(&optionalSize, bytes.data() + layout.fileHeader + 16, 2);
-  layout.sectionTable = layout.optional + optionalSize;
-  const auto image = plat::PeImage::parse(bytes.data(), bytes.size());
-  const unsigned char* root =
-      image->atRva(image->directoryRva(plat::IMAGE_DIRECTORY_ENTRY_RESOURCE), 16);
-  layout.resourceRoot = static_cast<std::size_t>(root - bytes.data());
-  return layout;
+Bytes bent(const Bytes& good, const Bend& bend) {
+  Bytes bytes = good;
+  std::memcpy(bytes.data() + bend.at, &bend.value, bend.width);
+  return bytes;
 }
 
 // The bytes are a vector of their exact size, so any read past the end is seen by the address
@@ -73,40 +56,29 @@ plat::DWORD lookUp(const Bytes& bytes, plat::UINT id) {
 
 TEST(PeImage, RefusesBrokenHeaders) {
   const Bytes good = readModule("strings_201_ENU.dll");
-  const Layout at = layoutOf(good);
-  const struct {
-    const char* what;
-    void (*bend)(Bytes&, const Layout&);
-  } cases[] = {
-      {"no MZ", [](Bytes& b, const Layout&) { b[1] = 'Q'; }},
-      {"e_lfanew past the end", [](Bytes& b, const Layout&) { put32(b, 0x3C, 0xFFFFFFF0u); }},
-      {"e_lfanew at the last bytes",
-       [](Bytes& b, const Layout&) { put32(b, 0x3C, static_cast<std::uint32_t>(b.size() - 2)); }},
-      {"no PE signature", [](Bytes& b, const Layout& l) { b[l.fileHeader - 2] = 'X'; }},
-      {"unknown optional magic", [](Bytes& b, const Layout& l) { put16(b, l.optional, 0x107); }},
-      {"optional header too small",
-       [](Bytes& b, const Layout& l) { put16(b, l.fileHeader + 16, 40); }},
-      {"optional header past the end",
-       [](Bytes& b, const Layout& l) { put16(b, l.fileHeader + 16, 0xFFFF); }},
-      {"more directories than fit",
-       [](Bytes& b, const Layout& l) { put32(b, l.optional + 92, 0x7FFFFFFF); }},
-      {"no sections", [](Bytes& b, const Layout& l) { put16(b, l.fileHeader + 2, 0); }},
-      {"more sections than Windows takes",
-       [](Bytes& b, const Layout& l) { put16(b, l.fileHeader + 2, 97); }},
-      {"section table past the end",
-       [](Bytes& b, const Layout& l) { put16(b, l.fileHeader + 2, 60); }},
-      {"section data past the end",
-       [](Bytes& b, const Layout& l) { put32(b, l.sectionTable + 20, 0xFFFFFF00u); }},
-      {"section size past the end",
-       [](Bytes& b, const Layout& l) { put32(b, l.sectionTable + 16, 0xFFFFFFFFu); }},
-      {"section wraps the address space",
-       [](Bytes& b, const Layout& l) { put32(b, l.sectionTable + 12, 0xFFFFFF00u); }},
+  const std::size_t file = read(good, 0x3C) + 4;                    // just past "PE\0\0"
+  const std::size_t optional = file + 20;                           // the optional header
+  const std::size_t sections = optional + read(good, file + 16, 2); // the first section header
+  const Bend cases[] = {
+      {"no MZ", 1, 1, 'Q'},
+      {"e_lfanew past the end", 0x3C, 4, 0xFFFFFFF0u},
+      {"e_lfanew at the last bytes", 0x3C, 4, static_cast<std::uint32_t>(good.size() - 2)},
+      {"no PE signature", file - 2, 1, 'X'},
+      {"unknown optional magic", optional, 2, 0x107},
+      {"optional header too small", file + 16, 2, 40},
+      {"optional header past the end", file + 16, 2, 0xFFFF},
+      {"more directories than fit", optional + 92, 4, 0x7FFFFFFF},
+      {"no sections", file + 2, 2, 0},
+      {"more sections than Windows takes", file + 2, 2, 97},
+      {"section table past the end", file + 2, 2, 60},
+      {"section data past the end", sections + 20, 4, 0xFFFFFF00u},
+      {"section size past the end", sections + 16, 4, 0xFFFFFFFFu},
+      {"section wraps the address space", sections + 12, 4, 0xFFFFFF00u},
   };
   EXPECT_TRUE(plat::PeImage::parse(good.data(), good.size()));
-  for (const auto& c : cases) {
-    Bytes bent = good;
-    c.bend(bent, at);
-    EXPECT_FALSE(plat::PeImage::parse(bent.data(), bent.size())) << c.what;
+  for (const Bend& c : cases) {
+    const Bytes bytes = bent(good, c);
+    EXPECT_FALSE(plat::PeImage::parse(bytes.data(), bytes.size())) << c.what;
   }
 }
 
@@ -124,55 +96,68 @@ TEST(PeImage, EveryTruncationFailsCleanly) {
 
 TEST(PeImage, HostileResourceTreesFailCleanly) {
   const Bytes good = readModule("strings_201_ENU.dll");
-  const Layout at = layoutOf(good);
-  const std::size_t root = at.resourceRoot;
+  const auto image = plat::PeImage::parse(good.data(), good.size());
+  const auto offsetOf = [&](plat::DWORD rva) {
+    return static_cast<std::size_t>(image->atRva(rva, 2) - good.data());
+  };
+  const std::size_t root = offsetOf(image->directoryRva(plat::IMAGE_DIRECTORY_ENTRY_RESOURCE));
   // The root's first entry is RT_STRING; its target is a subdirectory of blocks.
   const std::size_t typeEntry = root + 16;
-  const std::size_t blocks = root + (dword(good, typeEntry + 4) & 0x7FFFFFFF);
+  const std::size_t blocks = root + (read(good, typeEntry + 4) & 0x7FFFFFFF);
   const std::size_t blockEntry = blocks + 16; // block 1: strings 0 to 15
-  const std::size_t languages = root + (dword(good, blockEntry + 4) & 0x7FFFFFFF);
-  const std::size_t dataEntry = root + dword(good, languages + 16 + 4);
+  const std::size_t languages = root + (read(good, blockEntry + 4) & 0x7FFFFFFF);
+  const std::size_t dataEntry = root + read(good, languages + 16 + 4);
+  const std::size_t block = offsetOf(read(good, dataEntry));
+  const std::size_t directories = read(good, 0x3C) + 4 + 20 + 96;
 
   const struct {
-    const char* what;
-    std::size_t at;
-    std::uint32_t value;
+    Bend bend;
+    plat::UINT id;
     plat::DWORD error;
   } cases[] = {
-      {"type entry loops to the root", typeEntry + 4, 0x80000000u,
+      {{"type entry loops to the root", typeEntry + 4, 4, 0x80000000u},
+       1,
        plat::ERROR_RESOURCE_NAME_NOT_FOUND},
-      {"type entry past the end", typeEntry + 4, 0x8FFFFFF0u, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"type entry names data", typeEntry + 4, 0x10u, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"entry counts overflow the section", root + 12, 0xFFFFFFFFu,
+      {{"type entry past the end", typeEntry + 4, 4, 0x8FFFFFF0u},
+       1,
        plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"block loops to itself", blockEntry + 4,
-       0x80000000u | static_cast<std::uint32_t>(blocks - root),
+      {{"type entry names data", typeEntry + 4, 4, 0x10u}, 1, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      {{"entry counts overflow the section", root + 12, 4, 0xFFFFFFFFu},
+       1,
        plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"language names a directory", languages + 16 + 4, 0x80000000u,
+      {{"block loops to itself", blockEntry + 4, 4,
+        0x80000000u | static_cast<std::uint32_t>(blocks - root)},
+       1,
        plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"data entry past the end", languages + 16 + 4, 0x7FFFFFF0u,
+      {{"language names a directory", languages + 16 + 4, 4, 0x80000000u},
+       1,
        plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"data RVA past the end", dataEntry, 0x7FFFFFF0u, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"data size overflows", dataEntry + 4, 0xFFFFFFFFu, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"data at an odd address", dataEntry, dword(good, dataEntry) + 1,
+      {{"data entry past the end", languages + 16 + 4, 4, 0x7FFFFFF0u},
+       1,
        plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {"no resource directory", at.optional + 96 + 2 * 8, 0, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      {{"data RVA past the end", dataEntry, 4, 0x7FFFFFF0u},
+       1,
+       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      {{"data size overflows", dataEntry + 4, 4, 0xFFFFFFFFu},
+       1,
+       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      {{"data at an odd address", dataEntry, 4, read(good, dataEntry) + 1},
+       1,
+       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      {{"no resource directory", directories + 2 * 8, 4, 0},
+       1,
+       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      // A string whose length runs past its block: it and those after it are lost, those
+      // before it are not.
+      {{"string 1 runs past its block", block + 2, 2, 0xFFFF},
+       1,
+       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      {{"string 3 behind it", block + 2, 2, 0xFFFF}, 3, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      {{"string 0 before it", block + 2, 2, 0xFFFF}, 0, plat::ERROR_RESOURCE_NAME_NOT_FOUND},
   };
   for (const auto& c : cases) {
-    Bytes bent = good;
-    put32(bent, c.at, c.value);
-    EXPECT_EQ(lookUp(bent, 1), c.error) << c.what;
+    EXPECT_EQ(lookUp(bent(good, c.bend), c.id), c.error) << c.bend.what;
   }
-
-  // A string whose length runs past its block.
-  Bytes bent = good;
-  const std::size_t block = static_cast<std::size_t>(
-      plat::PeImage::parse(good.data(), good.size())->atRva(dword(good, dataEntry), 2) -
-      good.data());
-  put16(bent, block + 2, 0xFFFF); // entry 1, "Hello"
-  EXPECT_EQ(lookUp(bent, 1), plat::ERROR_RESOURCE_DATA_NOT_FOUND);
-  EXPECT_EQ(lookUp(bent, 3), plat::ERROR_RESOURCE_DATA_NOT_FOUND);
-  EXPECT_EQ(lookUp(bent, 0), plat::ERROR_RESOURCE_NAME_NOT_FOUND); // before the damage
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/nls/locale.h"
+#include "tests/support/scratch_directory.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -9,83 +10,66 @@ namespace {
 
 namespace plat = basalt::platform;
 
-// The locale functions read the environment on every call; each test sets what it needs.
-class Locale : public ::testing::Test {
-protected:
-  void SetUp() override {
-    for (const char* name : {"LC_ALL", "LC_CTYPE", "LC_MESSAGES", "LANG", "BASALT_CODEPAGE"}) {
-      unsetenv(name);
-    }
-  }
-
-  static std::string abbreviation() {
-    plat::WCHAR buffer[4] = {};
-    plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, buffer, 4);
-    return std::string(buffer, buffer + std::char_traits<plat::WCHAR>::length(buffer));
-  }
-
-  static int codePage() {
-    plat::WCHAR buffer[7] = {};
-    plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_IDEFAULTANSICODEPAGE, buffer, 7);
-    return plat::_wtoi(buffer);
-  }
-};
-
-TEST_F(Locale, LanguageAndCodePageComeFromThePosixLocale) {
-  struct Case {
-    const char* lang;
-    const char* abbreviation;
-    int codePage;
-  };
-  for (const Case& c : {
-           Case{"en_US.UTF-8", "ENU", 65001},
-           Case{"en_GB.ISO-8859-1", "ENG", 28591},
-           Case{"de_DE", "DEU", 1252},
-           Case{"fr_FR.UTF-8@euro", "FRA", 65001},
-           Case{"ja_JP.SJIS", "JPN", 932},
-           Case{"ja_JP", "JPN", 932},
-           Case{"zh_CN.GBK", "CHS", 936},
-           Case{"C", "ENU", 65001},
-           Case{"de_XX.UTF-8", "DEU", 65001},
-           Case{"xx_YY", "ENU", 1252},
-       }) {
-    setenv("LANG", c.lang, 1);
-    EXPECT_EQ(abbreviation(), c.abbreviation) << c.lang;
-    EXPECT_EQ(codePage(), c.codePage) << c.lang;
-    EXPECT_EQ(static_cast<int>(plat::GetACP()), c.codePage) << c.lang;
-  }
-  setenv("LANG", "de_DE.UTF-8", 1);
-  EXPECT_EQ(plat::GetUserDefaultLCID(), 0x0407u);
+// "language page" of the locale the environment describes now: the functions read it on
+// every call.
+std::string locale() {
+  plat::WCHAR name[4] = {};
+  plat::WCHAR page[7] = {};
+  plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, name, 4);
+  plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_IDEFAULTANSICODEPAGE, page, 7);
+  EXPECT_EQ(plat::_wtoi(page), static_cast<int>(plat::GetACP()));
+  return std::string(name, name + 3) + " " + std::to_string(plat::_wtoi(page));
 }
 
-TEST_F(Locale, CategoriesAndOverridesTakePrecedenceAndShortBuffersFail) {
-  setenv("LANG", "ja_JP.SJIS", 1);
-  setenv("LC_CTYPE", "de_DE.ISO-8859-1", 1);
-  setenv("LC_MESSAGES", "fr_FR.UTF-8", 1);
-  EXPECT_EQ(abbreviation(), "FRA"); // the language follows messages
-  EXPECT_EQ(codePage(), 28591);     // the code page follows character types
-  setenv("LC_ALL", "en_GB.UTF-8", 1);
-  EXPECT_EQ(abbreviation(), "ENG");
-  EXPECT_EQ(codePage(), 65001);
-  setenv("BASALT_CODEPAGE", "932", 1);
-  EXPECT_EQ(codePage(), 932);
+TEST(Locale, LanguageAndCodePageComeFromThePosixLocaleAndItsOverrides) {
+  // Unset for the test, and put back after it.
+  const basalt::test::EnvironmentVariable unset[] = {{"LC_ALL", nullptr},
+                                                     {"LC_CTYPE", nullptr},
+                                                     {"LC_MESSAGES", nullptr},
+                                                     {"LANG", nullptr},
+                                                     {"BASALT_CODEPAGE", nullptr}};
+  const struct {
+    const char* lang;
+    const char* locale;
+  } cases[] = {
+      {"en_US.UTF-8", "ENU 65001"}, {"en_GB.ISO-8859-1", "ENG 28591"},
+      {"de_DE", "DEU 1252"},        {"fr_FR.UTF-8@euro", "FRA 65001"},
+      {"ja_JP.SJIS", "JPN 932"},    {"ja_JP", "JPN 932"},
+      {"zh_CN.GBK", "CHS 936"},     {"C", "ENU 65001"},
+      {"de_XX.UTF-8", "DEU 65001"}, {"xx_YY", "ENU 1252"},
+  };
+  for (const auto& c : cases) {
+    ::setenv("LANG", c.lang, 1);
+    EXPECT_EQ(locale(), c.locale) << c.lang;
+  }
+  ::setenv("LANG", "de_DE.UTF-8", 1);
+  EXPECT_EQ(plat::GetUserDefaultLCID(), 0x0407u);
+
+  ::setenv("LANG", "ja_JP.SJIS", 1);
+  ::setenv("LC_CTYPE", "de_DE.ISO-8859-1", 1);
+  ::setenv("LC_MESSAGES", "fr_FR.UTF-8", 1);
+  EXPECT_EQ(locale(), "FRA 28591"); // the language follows messages, the page character types
+  ::setenv("LC_ALL", "en_GB.UTF-8", 1);
+  EXPECT_EQ(locale(), "ENG 65001");
+  ::setenv("BASALT_CODEPAGE", "932", 1);
+  EXPECT_EQ(locale(), "ENG 932");
   // A value that names no page the conversions know would lose text: the locale decides.
   for (const char* unusable : {"not a number", "12345", "-1"}) {
-    setenv("BASALT_CODEPAGE", unusable, 1);
-    EXPECT_EQ(codePage(), 65001) << unusable;
+    ::setenv("BASALT_CODEPAGE", unusable, 1);
+    EXPECT_EQ(locale(), "ENG 65001") << unusable;
   }
+}
 
-  // A short buffer fails and is left untouched.
+TEST(Locale, SizeZeroAsksForTheRoomAndShortBuffersOrUnknownItemsFailUntouched) {
+  EXPECT_EQ(
+      plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, nullptr, 0), 4);
   plat::WCHAR buffer[3] = {'x', 'x', 'x'};
   plat::SetLastError(0);
   EXPECT_EQ(
       plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, buffer, 3), 0);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
-  EXPECT_EQ(buffer[0], 'x');
-  // Size 0 asks for the room needed.
-  EXPECT_EQ(
-      plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, nullptr, 0), 4);
   EXPECT_EQ(plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, 0x9999, buffer, 3), 0);
+  EXPECT_EQ(buffer[0], 'x');
 }
 
 } // namespace

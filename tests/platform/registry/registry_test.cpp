@@ -13,9 +13,7 @@ namespace {
 
 using basalt::testing::RegistrySandbox;
 
-const WCHAR* w(const char16_t* text) {
-  return reinterpret_cast<const WCHAR*>(text);
-}
+using basalt::test::w;
 
 std::string v5(const std::string& body) {
   return "Windows Registry Editor Version 5.00\r\n\r\n" + body;
@@ -27,9 +25,9 @@ HKEY open(const char16_t* path) {
   return key;
 }
 
-std::u16string codeText(LONG status) {
-  const std::string digits = std::to_string(status);
-  return u"<code " + std::u16string(digits.begin(), digits.end()) + u">";
+std::u16string code(LONG status) {
+  const std::string text = "<code " + std::to_string(status) + ">";
+  return {text.begin(), text.end()};
 }
 
 // The text of a value read through key; "<code N>" when the read fails.
@@ -38,15 +36,15 @@ std::u16string textOf(HKEY key, const char16_t* value) {
   DWORD size = sizeof(buffer);
   const LONG status =
       RegQueryValueExW(key, w(value), nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
-  return status == ERROR_SUCCESS ? reinterpret_cast<const char16_t*>(buffer) : codeText(status);
+  return status == ERROR_SUCCESS ? reinterpret_cast<const char16_t*>(buffer) : code(status);
 }
 
-// The same through a fresh open; "<code N>" when the open fails.
+// The same through a fresh open of HKLM\path; "<code N>" when the open fails.
 std::u16string readText(const char16_t* path, const char16_t* value) {
   HKEY key = nullptr;
   const LONG status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(path), 0, KEY_READ, &key);
   if (status != ERROR_SUCCESS) {
-    return codeText(status);
+    return code(status);
   }
   std::u16string text = textOf(key, value);
   RegCloseKey(key);
@@ -106,21 +104,19 @@ TEST(Registry, NamesMatchWithoutCaseAndSubKeysListInCaseBlindOrder) {
                     u"[HKLM\\T\\\u00e4pfel]\r\n[HKLM\\t\\ALPHA]\r\n\"VALUE\"=\"two\"\r\n"),
                 1500000000);
   sandbox.useSources("r.reg");
-
   EXPECT_EQ(readText(u"t\\alpha", u"value"), u"two");
   EXPECT_EQ(readText(u"T\\\u00e4RGER", u""), u"<code 2>"); // the key is found, it has no default
 
   const HKEY key = open(u"T");
-  std::vector<std::u16string> names;
+  std::u16string names;
   WCHAR name[8];
   DWORD size = 8;
   for (DWORD index = 0;
        RegEnumKeyExW(key, index, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
        ++index, size = 8) {
-    names.emplace_back(reinterpret_cast<const char16_t*>(name), size);
+    names += std::u16string(reinterpret_cast<const char16_t*>(name), size) + u" ";
   }
-  EXPECT_EQ(names, (std::vector<std::u16string>{u"Alpha", u"beta", u"Zeta", u"_under",
-                                                u"\u00e4pfel", u"\u00c4rger"}));
+  EXPECT_EQ(names, u"Alpha beta Zeta _under \u00e4pfel \u00c4rger ");
   size = 5; // "Alpha" needs room for its terminator too
   EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
             ERROR_MORE_DATA);
@@ -131,7 +127,7 @@ TEST(Registry, NamesMatchWithoutCaseAndSubKeysListInCaseBlindOrder) {
   EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, className, &classSize, &written),
             ERROR_SUCCESS);
   EXPECT_EQ(size, 5u);
-  EXPECT_EQ(classSize, 0u);
+  EXPECT_EQ(classSize, 0u); // keys have no class
   EXPECT_EQ(className[0], 0);
   const std::uint64_t ticks = (std::uint64_t{written.dwHighDateTime} << 32) | written.dwLowDateTime;
   EXPECT_EQ(ticks, (1500000000ull + 11644473600ull) * 10000000ull);
@@ -157,7 +153,6 @@ TEST(Registry, ValueSizesCountTheTerminatorAndSmallBuffersGet234) {
   EXPECT_EQ(wide(u"n", 16), "0 4 4 04030201");
   EXPECT_EQ(wide(u"M", -1), "0 7 10 ");
   EXPECT_EQ(wide(u"e", 0), "0 3 0 ");
-
   EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
 
   // The narrow forms count bytes of the ANSI code page.
@@ -180,20 +175,29 @@ TEST(Registry, FailuresGiveWindowsCodes) {
   }
   sandbox.write("r.reg", v5("[HKLM\\A\\B]\r\n\"v\"=\"x\"\r\n"));
   sandbox.useSources("r.reg");
-  HKEY key = reinterpret_cast<HKEY>(1);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A\\C"), 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+  const HKEY badRoot = reinterpret_cast<HKEY>(std::uintptr_t{0x80000004});
+  const struct {
+    HKEY root;
+    const char16_t* path;
+    DWORD options;
+    REGSAM access;
+    LONG code;
+  } opens[] = {
+      {HKEY_LOCAL_MACHINE, u"A\\C", 0, KEY_READ, ERROR_FILE_NOT_FOUND},
+      {HKEY_LOCAL_MACHINE, u"\\A", 0, KEY_READ, ERROR_BAD_PATHNAME},
+      {HKEY_LOCAL_MACHINE, u"A\\\\B", 0, KEY_READ, ERROR_INVALID_PARAMETER},
+      {HKEY_LOCAL_MACHINE, u"A", 0, KEY_SET_VALUE, ERROR_ACCESS_DENIED},
+      {HKEY_LOCAL_MACHINE, u"A", 1, KEY_READ, ERROR_INVALID_PARAMETER},
+      {badRoot, nullptr, 0, KEY_READ, ERROR_INVALID_HANDLE},
+  };
+  HKEY key = nullptr;
+  for (const auto& o : opens) {
+    key = reinterpret_cast<HKEY>(1);
+    EXPECT_EQ(RegOpenKeyExW(o.root, w(o.path), o.options, o.access, &key), o.code) << o.code;
+  }
   EXPECT_EQ(key, nullptr);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"\\A"), 0, KEY_READ, &key), ERROR_BAD_PATHNAME);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A\\\\B"), 0, KEY_READ, &key),
-            ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A"), 0, KEY_SET_VALUE, &key),
-            ERROR_ACCESS_DENIED);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A"), 1, KEY_READ, &key), ERROR_INVALID_PARAMETER);
   EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A"), 0, KEY_READ, nullptr),
             ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(
-      RegOpenKeyExW(reinterpret_cast<HKEY>(std::uintptr_t{0x80000004}), nullptr, 0, KEY_READ, &key),
-      ERROR_INVALID_HANDLE);
 
   ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, w(u"A\\B\\"), 0, KEY_QUERY_VALUE, &key),
             ERROR_SUCCESS);
@@ -265,38 +269,58 @@ TEST(Registry, FilesAreParsedAgainOnlyWhenTimeOrSizeChanges) {
   EXPECT_EQ(sandbox.events().size(), 2u);
 }
 
-TEST(Registry, BadLinesAndUnreadableFilesAreReportedOnce) {
+// Events go out once per version of a file; the tools' inspection tells the problems every
+// time it is asked.
+TEST(Registry, BadLinesAndUnreadableFilesAreReportedOnceAndListedEachTime) {
   RegistrySandbox sandbox;
   const std::string bad = sandbox.write(
       "bad.reg", v5("[HKLM\\R]\r\n\"v\"=\"kept\"\r\n\"w\"=dword:xyz\r\n\"u\"=\"also kept\"\r\n"));
-  const std::string plain = sandbox.write("plain.reg", "[HKLM\\R]\r\n\"v\"=\"lost\"\r\n");
+  sandbox.write("conf.d/10-good.reg", v5("[HKLM\\R]\r\n\"g\"=\"good\"\r\n"));
+  const std::string plain = sandbox.write("conf.d/20-plain.reg", "[HKLM\\R]\r\n\"v\"=\"lost\"\r\n");
   ASSERT_EQ(::mkfifo(sandbox.path("pipe.reg").c_str(), 0600), 0);
-  sandbox.useSources("bad.reg:missing.reg:pipe.reg:plain.reg");
+  sandbox.useSources("bad.reg:missing.reg:pipe.reg:conf.d");
 
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(readText(u"R", u"v"), u"kept");
     EXPECT_EQ(readText(u"R", u"u"), u"also kept");
   }
+  const std::string notRegistry = "not a registry file: the first line must be \"Windows "
+                                  "Registry Editor Version 5.00\" or \"REGEDIT4\"";
+  const std::string cantOpen = "the file can't be opened: No such file or directory";
+  const std::vector<std::optional<std::string>> strings[] = {
+      {bad, "5", "dword: needs 1 to 8 hexadecimal digits"},
+      {sandbox.path("missing.reg"), cantOpen},
+      {sandbox.path("pipe.reg"), "not a regular file"},
+      {plain, "1", notRegistry}};
   const auto events = sandbox.events();
   ASSERT_EQ(events.size(), 4u);
-  for (const auto& event : events) {
-    EXPECT_EQ(event.source, "basalt registry");
-    EXPECT_EQ(event.category, 0u);
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    const bool line = events[i].strings.size() == 3;
+    EXPECT_EQ(events[i].source, "basalt registry");
+    EXPECT_EQ(events[i].type, line ? "warning" : "error");
+    EXPECT_EQ(events[i].category, 0u);
+    EXPECT_EQ(events[i].event, line ? registryLineSkippedEvent : registryFileUnreadableEvent);
+    EXPECT_EQ(events[i].strings, strings[i]);
   }
-  EXPECT_EQ(events[0].type, "warning");
-  EXPECT_EQ(events[0].event, registryLineSkippedEvent);
-  EXPECT_EQ(events[0].strings, (std::vector<std::optional<std::string>>{
-                                   bad, "5", "dword: needs 1 to 8 hexadecimal digits"}));
-  EXPECT_EQ(events[1].type, "error");
-  EXPECT_EQ(events[1].event, registryFileUnreadableEvent);
-  EXPECT_EQ(events[1].strings, (std::vector<std::optional<std::string>>{
-                                   sandbox.path("missing.reg"),
-                                   "the file can't be opened: No such file or directory"}));
-  EXPECT_EQ(events[2].strings, (std::vector<std::optional<std::string>>{sandbox.path("pipe.reg"),
-                                                                        "not a regular file"}));
-  EXPECT_EQ(events[3].event, registryLineSkippedEvent);
-  EXPECT_EQ(events[3].strings[0], plain);
-  EXPECT_EQ(events[3].strings[1], "1");
+
+  const std::string expected =
+      "bad.reg 5: dword: needs 1 to 8 hexadecimal digits|missing.reg 0: " + cantOpen +
+      "|pipe.reg 0: not a regular file|conf.d/10-good.reg|" +
+      "conf.d/20-plain.reg 1: " + notRegistry + "|";
+  const RegistryInspection first = inspectRegistry();
+  for (const RegistryInspection& inspection : {first, inspectRegistry()}) {
+    std::string shown;
+    for (const RegistrySource& source : inspection.sources) {
+      shown += source.path.substr(sandbox.path("").size());
+      for (const RegFileProblem& problem : source.problems) {
+        shown += " " + std::to_string(problem.line) + ": " + problem.what;
+      }
+      shown += "|";
+    }
+    EXPECT_EQ(shown, expected);
+    EXPECT_EQ(inspection.tree, first.tree);
+  }
+  EXPECT_EQ(sandbox.events().size(), 4u);
 }
 
 TEST(Registry, ReadersOnManyThreadsSeeWholeVersionsWhileTheFileIsReplaced) {
@@ -313,6 +337,7 @@ TEST(Registry, ReadersOnManyThreadsSeeWholeVersionsWhileTheFileIsReplaced) {
   std::atomic<bool> stop{false};
   std::atomic<int> failures{0};
   std::vector<std::thread> readers;
+  readers.reserve(4);
   for (int t = 0; t < 4; ++t) {
     readers.emplace_back([&] {
       while (!stop) {
