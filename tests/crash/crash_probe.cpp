@@ -4,13 +4,17 @@
 //
 //   crash_probe <fault> <where> [times]
 //
-// fault: null-write, indirect-write, divide, illegal, null-call, raise. where: main (the loading
-// thread), attached (a new thread that runs the entry point's thread attach), plain (a new thread
-// that doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught.
+// fault: null-write, indirect-write, divide, illegal, null-call, raise, and optimised, comparator,
+// memcpy (optimised_faults.h). where: main (the loading thread), attached (a new thread that runs
+// the entry point's thread attach), plain (a new thread that doesn't). Prints "caught <code>
+// <module> <text> <level>" for each AnyError caught. With PROBE_PREVIOUS_HANDLER set, a SIGSEGV
+// handler of its own, installed before the library's, prints "previous handler" and lets the
+// signal's default action end the process.
 
 #include "basalt/errors/any_error.h"
 #include "basalt/frame/library_entry.h"
 #include "basalt/text/kelp_string.h"
+#include "tests/crash/optimised_faults.h"
 
 #include <csignal>
 #include <cstdio>
@@ -18,6 +22,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <unistd.h>
 
 namespace probe {
 
@@ -64,6 +69,12 @@ __attribute__((noinline)) void faultBelow(const std::string& kind) {
     callThroughNull(nullptr);
   } else if (kind == "raise") {
     raiseSignal();
+  } else if (kind == "optimised") {
+    optimisedOuter();
+  } else if (kind == "comparator") {
+    sortWithFaultingComparison();
+  } else if (kind == "memcpy") {
+    copyIntoNowhere();
   }
   asm volatile("");
 }
@@ -82,6 +93,19 @@ __attribute__((noinline)) void faultTwice(const std::string& kind, int times) {
                   static_cast<int>(error.level()));
     }
     std::fflush(stdout);
+  }
+}
+
+void previousHandler(int /*signal*/) {
+  const char line[] = "previous handler\n";
+  ::write(STDOUT_FILENO, line, sizeof line - 1);
+  std::signal(SIGSEGV, SIG_DFL);
+}
+
+// Before the library's own start: a component's handler that was there first.
+__attribute__((constructor(101))) void installPreviousHandler() {
+  if (std::getenv("PROBE_PREVIOUS_HANDLER") != nullptr) {
+    std::signal(SIGSEGV, previousHandler);
   }
 }
 
