@@ -3,7 +3,6 @@
 #include "tests/crash/optimised_faults.h"
 
 #include <cstddef>
-#include <cstdlib>
 #include <dlfcn.h>
 
 namespace probe {
@@ -31,6 +30,13 @@ faultingComparison(const void* /*left*/, const void* /*right*/) {
   return *nowhere;
 }
 
+// The C library's own function: a sanitizer's stand-in for it would act differently (check
+// memcpy's target first, sort by its own code).
+template <class Function> Function cLibrary(const char* name) {
+  void* library = ::dlopen("libc.so.6", RTLD_NOW | RTLD_NOLOAD);
+  return reinterpret_cast<Function>(::dlsym(library, name));
+}
+
 } // namespace
 
 __attribute__((noinline)) void optimisedOuter() {
@@ -40,17 +46,15 @@ __attribute__((noinline)) void optimisedOuter() {
 
 __attribute__((noinline)) void sortWithFaultingComparison() {
   int values[] = {3, 1, 2};
-  std::qsort(values, 3, sizeof values[0], faultingComparison);
+  using Sort = void (*)(void*, std::size_t, std::size_t, int (*)(const void*, const void*));
+  cLibrary<Sort>("qsort")(values, 3, sizeof values[0], faultingComparison);
   asm volatile("");
 }
 
-// The C library's own memcpy: a sanitizer's stand-in for it would check the target first.
 __attribute__((noinline)) void copyIntoNowhere() {
   static const char source[64] = {};
   using Copy = void* (*)(void*, const void*, std::size_t);
-  void* library = ::dlopen("libc.so.6", RTLD_NOW | RTLD_NOLOAD);
-  const auto copy = reinterpret_cast<Copy>(::dlsym(library, "memcpy"));
-  copy(nowhere, source, copySize);
+  cLibrary<Copy>("memcpy")(nowhere, source, copySize);
   asm volatile("");
 }
 

@@ -74,14 +74,25 @@ void* serve(void* /*unused*/) {
   return nullptr;
 }
 
-// Waits until the reporter has written its byte or the timeout has passed; async-signal-safe.
+// Waits until the reporter's byte has come, or the timeout has passed; async-signal-safe.
+// Reading the byte, not only seeing it come, orders the task's writes before the caller's
+// reads.
 void awaitReply(int fd) {
   timespec now{};
   ::clock_gettime(CLOCK_MONOTONIC, &now);
   const std::time_t deadline = now.tv_sec + reporterTaskTimeoutSeconds;
   pollfd reply{fd, POLLIN, 0};
-  while (::poll(&reply, 1, static_cast<int>(deadline - now.tv_sec) * 1000) < 0 && errno == EINTR &&
-         ::clock_gettime(CLOCK_MONOTONIC, &now) == 0 && now.tv_sec < deadline) {
+  while (now.tv_sec < deadline) {
+    const int ready = ::poll(&reply, 1, static_cast<int>(deadline - now.tv_sec) * 1000);
+    if (ready > 0) {
+      char done = 0;
+      readFully(fd, &done, 1);
+      return;
+    }
+    if (ready == 0 || errno != EINTR) {
+      return;
+    }
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
   }
 }
 

@@ -190,15 +190,19 @@ bool isCode(std::uint64_t address) {
   return address != 0 && ::dladdr(reinterpret_cast<void*>(address), &info) != 0;
 }
 
-// Word by word through volatile stores, which no compiler turns into a call of memcpy: the
-// redirect lies below the stack pointer, where the sanitizers have nothing to check.
+// Word by word through volatile accesses, which no compiler turns into a call of memcpy: the
+// redirect lies below the stack pointer, where the sanitizers have nothing to check. The
+// barriers keep the caller's stores before the copy and its loads after it: g++ otherwise
+// drops stores whose only reader is a volatile load here.
 __attribute__((no_sanitize("address", "thread"))) void copyWords(void* target, const void* source,
                                                                  std::size_t size) {
+  asm volatile("" ::: "memory");
   auto* to = static_cast<volatile std::uint64_t*>(target);
   const auto* from = static_cast<const volatile std::uint64_t*>(source);
   for (std::size_t index = 0; index < size / sizeof(std::uint64_t); ++index) {
     to[index] = from[index];
   }
+  asm volatile("" ::: "memory");
 }
 
 // Leaves the fault for its translator: the redirect goes far below the handler's frame, and
