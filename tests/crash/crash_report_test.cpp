@@ -145,7 +145,8 @@ TEST_F(CrashReportTest, FaultsOnAttachedThreadsAreTranslated) {
 
 // A thread that the library didn't start has no translator: its fault is reported, then ends
 // the process by its signal, through the handler that was there before the library's if any.
-// A signal sent rather than raised by an instruction is not reported.
+// Not reported: a signal sent rather than raised by an instruction, and a fault that comes
+// while a translation is under way.
 TEST_F(CrashReportTest, FaultsOnOtherThreadsAreReportedThenEndTheProcess) {
   setDoTrace("dword:00000001");
   const ChildResult raised = probe("raise", "main");
@@ -156,7 +157,11 @@ TEST_F(CrashReportTest, FaultsOnOtherThreadsAreReportedThenEndTheProcess) {
   EXPECT_EQ(plain.output, "");
   const ChildResult previous = probe("null-write", "plain", "1", "PROBE_PREVIOUS_HANDLER=1");
   EXPECT_EQ(previous.signal, SIGSEGV) << previous.output;
-  EXPECT_EQ(previous.output, "previous handler\n");
+  EXPECT_EQ(previous.output, "previous handler at the fault\n");
+  // A translator that leaves the fault be: back at the fault, untranslated and unreported.
+  const ChildResult busy = probe("null-write", "busy", "1", "PROBE_PREVIOUS_HANDLER=1");
+  EXPECT_EQ(busy.signal, SIGSEGV) << busy.output;
+  EXPECT_EQ(busy.output, "previous handler at the fault\n");
   const std::vector<std::string> reports = splitReports(report());
   ASSERT_EQ(reports.size(), 2U) << report();
   for (const std::string& text : reports) {
