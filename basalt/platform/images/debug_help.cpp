@@ -327,7 +327,7 @@ BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE /*thread*/, STACKFRAME*
   CONTEXT& registers = *static_cast<CONTEXT*>(context);
   const bool first = frame->Reserved[0] != walkStarted;
   if (first) {
-    refreshUnwindModules();
+    startUnwinding();
     registers.Rip = frame->AddrPC.Offset;
     registers.Rsp = frame->AddrStack.Offset;
     registers.Rbp = frame->AddrFrame.Offset;

@@ -1,6 +1,9 @@
 #include "basalt/platform/images/stack_unwinder.h"
 
+#include <algorithm>
+#include <cstring>
 #include <elfutils/libdwfl.h>
+#include <link.h>
 #include <mutex>
 #include <unistd.h>
 
@@ -15,6 +18,11 @@ DWORD64 CONTEXT::*const dwarfOrder[dwarfRegisterCount] = {
     &CONTEXT::Rax, &CONTEXT::Rdx, &CONTEXT::Rcx, &CONTEXT::Rbx, &CONTEXT::Rsi, &CONTEXT::Rdi,
     &CONTEXT::Rbp, &CONTEXT::Rsp, &CONTEXT::R8,  &CONTEXT::R9,  &CONTEXT::R10, &CONTEXT::R11,
     &CONTEXT::R12, &CONTEXT::R13, &CONTEXT::R14, &CONTEXT::R15, &CONTEXT::Rip};
+
+// The stack words a walk reads lie close together, frame after frame: they are read a window
+// at a time, never past the end of a page, which may be the last of the stack.
+constexpr DWORD64 windowSize = 1024;
+constexpr DWORD64 pageSize = 4096;
 
 // One step: what the callbacks read and the frame callback fills in.
 struct Step {
@@ -32,6 +40,14 @@ struct Unwinder {
   Dwfl* dwfl = nullptr;
   bool attached = false;
   Step* step = nullptr;
+  // Memory of this walk's stack, as read last, and what read it.
+  unsigned char window[windowSize];
+  DWORD64 windowStart = 0;
+  DWORD64 windowEnd = 0;
+  PREAD_PROCESS_MEMORY_ROUTINE windowReader = nullptr;
+  // The dynamic loader's counts of loads and unloads when the modules were last reported.
+  unsigned long long loads = 0;
+  unsigned long long unloads = 0;
 };
 
 // Never destroyed: a report may run while the process exits.
@@ -66,10 +82,23 @@ bool getThread(Dwfl* /*dwfl*/, pid_t /*tid*/, void* unwinderState, void** thread
 }
 
 bool readWord(Dwfl* /*dwfl*/, Dwarf_Addr address, Dwarf_Word* result, void* unwinderState) {
-  const Step& step = *static_cast<Unwinder*>(unwinderState)->step;
-  DWORD got = 0;
-  return step.readMemory(step.process, address, result, sizeof *result, &got) != FALSE &&
-         got == sizeof *result;
+  auto& state = *static_cast<Unwinder*>(unwinderState);
+  const Step& step = *state.step;
+  if (step.readMemory != state.windowReader || address < state.windowStart ||
+      address + sizeof *result > state.windowEnd) {
+    const DWORD64 pageEnd = (address | (pageSize - 1)) + 1;
+    DWORD got = 0;
+    step.readMemory(step.process, address, state.window,
+                    static_cast<DWORD>(std::min(windowSize, pageEnd - address)), &got);
+    state.windowReader = step.readMemory;
+    state.windowStart = address;
+    state.windowEnd = address + got;
+    if (got < sizeof *result) {
+      return false;
+    }
+  }
+  std::memcpy(result, state.window + (address - state.windowStart), sizeof *result);
+  return true;
 }
 
 bool setInitialRegisters(Dwfl_Thread* thread, void* unwinderState) {
@@ -99,14 +128,28 @@ int onFrame(Dwfl_Frame* frame, void* stepState) {
   return DWARF_CB_ABORT;
 }
 
+int countChanges(dl_phdr_info* info, std::size_t /*size*/, void* counts) {
+  auto* changes = static_cast<unsigned long long*>(counts);
+  changes[0] = info->dlpi_adds;
+  changes[1] = info->dlpi_subs;
+  return 1;
+}
+
 // Under the unwinder's lock.
 bool refreshLocked(Unwinder& state) {
+  unsigned long long changes[2] = {};
+  ::dl_iterate_phdr(countChanges, changes);
+  if (state.attached && changes[0] == state.loads && changes[1] == state.unloads) {
+    return true;
+  }
   if (state.dwfl == nullptr) {
     state.dwfl = dwfl_begin(&moduleCallbacks);
     if (state.dwfl == nullptr) {
       return false;
     }
   }
+  state.loads = changes[0];
+  state.unloads = changes[1];
   dwfl_report_begin(state.dwfl);
   const bool reported = dwfl_linux_proc_report(state.dwfl, ::getpid()) == 0;
   dwfl_report_end(state.dwfl, nullptr, nullptr);
@@ -118,9 +161,10 @@ bool refreshLocked(Unwinder& state) {
 
 } // namespace
 
-void refreshUnwindModules() {
+void startUnwinding() {
   Unwinder& state = unwinder();
   const std::lock_guard<std::mutex> lock(state.mutex);
+  state.windowEnd = 0;
   refreshLocked(state);
 }
 

@@ -4,14 +4,15 @@
 // One step of a stack walk by the call frame information of the module that holds the code
 // (its .eh_frame), through elfutils' unwinder. Where a module has none for the code, the
 // step follows the frame pointer: the caller's frame pointer and return address at [Rbp] and
-// [Rbp + 8]. Serialised process-wide; the modules are those of the last refresh.
+// [Rbp + 8]. Serialised process-wide; the stack of a walk must not change while it lasts.
 
 #include "basalt/platform/images/debug_help.h"
 
 namespace basalt::platform {
 
-// Takes in the modules loaded now, and lets go of those unloaded.
-void refreshUnwindModules();
+// Begins a walk: forgets the memory that the last walk read, and takes in the modules loaded
+// since, letting go of those unloaded.
+void startUnwinding();
 
 // The caller of the frame whose registers are frame: its registers in caller (those the
 // step can't recover are 0). pcIsExact says whether frame.Rip is where the frame stopped

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <dlfcn.h>
+#include <iterator>
 #include <mutex>
 #include <sys/uio.h>
 #include <ucontext.h>
@@ -117,6 +118,7 @@ std::atomic<LPTOP_LEVEL_EXCEPTION_FILTER> unhandledFilter{nullptr};
 struct sigaction previousActions[faultSignalCount];
 std::once_flag installOnce;
 bool handlerInstalled = false;
+
 std::size_t indexOf(int signal) {
   std::size_t index = 0;
   while (index < faultSignalCount && faultSignals[index] != signal) {
@@ -212,7 +214,7 @@ void redirectToTranslator(DWORD code, const siginfo_t& info, ucontext_t& machine
                           _se_translator_function translator) {
   FaultRedirect redirect{};
   greg_t* registers = machine.uc_mcontext.gregs;
-  for (std::size_t index = 0; index < 17; ++index) {
+  for (std::size_t index = 0; index < std::size(dwarfOrder); ++index) {
     redirect.registers[index] = static_cast<DWORD64>(registers[dwarfOrder[index]]);
   }
   redirect.context = contextOf(machine);
@@ -301,8 +303,8 @@ void installHandler() {
   struct sigaction action {};
   action.sa_sigaction = onFaultSignal;
   action.sa_flags = SA_SIGINFO;
-  // Nothing else may put a signal frame where the redirect goes. A fault inside the handler
-  // now ends the process.
+  // No other signal may put its frame where the redirect goes. A fault inside the handler
+  // therefore ends the process.
   ::sigfillset(&action.sa_mask);
   for (std::size_t index = 0; index < faultSignalCount; ++index) {
     ::sigaction(faultSignals[index], &action, &previousActions[index]);
