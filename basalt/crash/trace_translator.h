@@ -16,8 +16,9 @@ void installTraceTranslator();
 // untranslated, while another translation is under way.
 void translateStructuredException(unsigned int code, platform::EXCEPTION_POINTERS* pointers);
 
-// True from the start of a translation until its report is written. A plain flag: two
-// threads that fault at once aren't kept apart by anything stronger.
+// True from the start of a translation until its report is written, and while the fault of a
+// thread without a translator is reported. A plain flag: two threads that fault at once
+// aren't kept apart by anything stronger.
 extern bool translationActive;
 
 } // namespace basalt::crash

@@ -148,15 +148,18 @@ bool refreshLocked(Unwinder& state) {
       return false;
     }
   }
-  state.loads = changes[0];
-  state.unloads = changes[1];
   dwfl_report_begin(state.dwfl);
   const bool reported = dwfl_linux_proc_report(state.dwfl, ::getpid()) == 0;
   dwfl_report_end(state.dwfl, nullptr, nullptr);
-  if (reported && !state.attached) {
+  if (!reported) {
+    return false;
+  }
+  state.loads = changes[0];
+  state.unloads = changes[1];
+  if (!state.attached) {
     state.attached = dwfl_attach_state(state.dwfl, nullptr, ::getpid(), &threadCallbacks, &state);
   }
-  return reported && state.attached;
+  return state.attached;
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <poll.h>
 #include <pthread.h>
+#include <type_traits>
 #include <unistd.h>
 
 namespace basalt::platform {
@@ -33,10 +34,13 @@ struct Reporter {
   std::atomic<pid_t> threadId{0};
 };
 
-// Never destroyed: a fault may come while the process exits.
+// Constant-initialised and trivially destructible: there from the start, and still there
+// for a fault that comes while the process exits.
+Reporter reporterState;
+static_assert(std::is_trivially_destructible_v<Reporter>, "no destructor may run at exit");
+
 Reporter& reporter() {
-  static Reporter* const instance = new Reporter;
-  return *instance;
+  return reporterState;
 }
 
 bool readFully(int fd, void* buffer, std::size_t size) {
