@@ -5,6 +5,7 @@
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
 #include "basalt/platform/runtime/environment.h"
+#include "basalt/platform/runtime/reporter_thread.h"
 #include "basalt/platform/runtime/runtime_time.h"
 #include "basalt/platform/runtime/temp_path.h"
 #include "basalt/platform/runtime/text_stream.h"
@@ -178,14 +179,34 @@ bool walk(plat::HANDLE process, plat::HANDLE thread, plat::CONTEXT* context,
   }
 }
 
-} // namespace
+// All that the report needs of the faulting thread, copied: the report is written on the
+// reporter thread, which reads nothing else of the faulting thread but its stack.
+struct ReportRequest {
+  plat::CONTEXT context;
+  bool hasContext;
+  plat::HANDLE thread;
+  plat::time_t time;
+};
 
-void writeStackReport(plat::CONTEXT* context) {
+// Steps 1 to 4 of the report, async-signal-safe; false when the context was the last one's.
+bool takeRequest(plat::CONTEXT* context, ReportRequest& request) {
   if (context == lastContext) {
-    return;
+    return false;
   }
   lastContext = context;
-  const plat::HANDLE thread = plat::GetCurrentThread();
+  request.hasContext = context != nullptr;
+  if (context != nullptr) {
+    request.context = *context;
+  }
+  request.thread = plat::GetCurrentThread();
+  plat::_timeb now{};
+  plat::_ftime(&now);
+  request.time = now.time;
+  return true;
+}
+
+// The rest of the report, from the file's name to its closing.
+void writeReport(ReportRequest& request) {
   plat::WCHAR buffer[tempPathLimit] = {};
   const plat::DWORD length = plat::GetTempPathW(tempPathLimit, buffer);
   KELPString path;
@@ -195,23 +216,42 @@ void writeStackReport(plat::CONTEXT* context) {
   } else {
     path = "LowmarshTrace.log";
   }
-  plat::_timeb now{};
-  plat::_ftime(&now);
   reportStream = plat::_wfopen(path.c_str(), KELPString("a+").c_str());
   if (reportStream == nullptr) {
     return;
   }
-  if (writeHeader(now.time)) {
+  if (writeHeader(request.time)) {
     if (imagehlpModule == nullptr && bindImagehlp() == 0) {
       if (write("Failed to bind Imagehlp library\n")) {
         writeLastError();
       }
     } else {
-      traceStack(thread, context);
+      traceStack(request.thread, request.hasContext ? &request.context : nullptr);
     }
   }
   plat::fclose(reportStream);
   reportStream = nullptr;
+}
+
+void writeRequestedReport(void* request) {
+  writeReport(*static_cast<ReportRequest*>(request));
+}
+
+} // namespace
+
+void writeStackReport(plat::CONTEXT* context) {
+  ReportRequest request{};
+  if (takeRequest(context, request) &&
+      !plat::runOnReporterThread(writeRequestedReport, &request, sizeof request)) {
+    writeReport(request);
+  }
+}
+
+void writeStackReportFromHandler(plat::CONTEXT* context) {
+  ReportRequest request{};
+  if (takeRequest(context, request)) {
+    plat::runOnReporterThread(writeRequestedReport, &request, sizeof request);
+  }
 }
 
 void traceStack(plat::HANDLE thread, plat::CONTEXT* context) {

@@ -13,8 +13,12 @@
 namespace basalt::crash {
 
 // Writes the report of context, unless it is the context of the last report. Any failure
-// ends the report quietly.
+// ends the report quietly. The report is written on the reporter thread, once tracing has
+// started it, while the caller waits; else here.
 void writeStackReport(platform::CONTEXT* context);
+
+// The same from inside a signal handler: on the reporter thread only, nothing without it.
+void writeStackReportFromHandler(platform::CONTEXT* context);
 
 // From symbol initialisation to the report's trailer, into the open report.
 void traceStack(platform::HANDLE thread, platform::CONTEXT* context);

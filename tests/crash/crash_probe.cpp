@@ -5,21 +5,30 @@
 //   crash_probe <fault> <where> [times]
 //
 // fault: null-write, indirect-write, divide, illegal, null-call, raise, locals (-O0 code with
-// variables), registers (-O2 code). where: main (the loading
-// thread), attached (a new thread that runs the entry point's thread attach), plain (a new thread
-// that doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught.
+// variables), registers (-O2 code), and optimised, comparator, memcpy (optimised_faults.h).
+// where: main (the loading thread), busy (the loading thread while a translation is under way),
+// attached (a new thread that runs the entry point's thread attach), plain (a new thread that
+// doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught. With
+// PROBE_PREVIOUS_HANDLER set, a SIGSEGV handler of its own, installed before the library's,
+// prints "previous handler", with " at the fault" when it gets the registers of a fault in
+// writeThroughNull, and lets the signal's default action end the process.
 
+#include "basalt/crash/trace_translator.h"
 #include "basalt/errors/any_error.h"
 #include "basalt/frame/library_entry.h"
 #include "basalt/text/kelp_string.h"
 #include "tests/crash/crash_probe_values.h"
+#include "tests/crash/optimised_faults.h"
 
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
+#include <ucontext.h>
+#include <unistd.h>
 
 namespace probe {
 
@@ -70,6 +79,12 @@ __attribute__((noinline)) void faultBelow(const std::string& kind) {
     callWithLocals(nullptr);
   } else if (kind == "registers") {
     std::printf("sum %d\n", faultInRegisters(7, nullptr));
+  } else if (kind == "optimised") {
+    optimisedOuter();
+  } else if (kind == "comparator") {
+    sortWithFaultingComparison();
+  } else if (kind == "memcpy") {
+    copyIntoNowhere();
   }
   asm volatile("");
 }
@@ -91,6 +106,26 @@ __attribute__((noinline)) void faultTwice(const std::string& kind, int times) {
   }
 }
 
+// Says whether the registers it is given are those of the fault in writeThroughNull.
+void previousHandler(int /*signal*/, siginfo_t* /*info*/, void* context) {
+  const auto pc =
+      static_cast<std::uintptr_t>(static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_RIP]);
+  const auto fault = reinterpret_cast<std::uintptr_t>(&writeThroughNull);
+  const char* line = pc - fault < 64 ? "previous handler at the fault\n" : "previous handler\n";
+  ::write(STDOUT_FILENO, line, std::strlen(line));
+  std::signal(SIGSEGV, SIG_DFL);
+}
+
+// Before the library's own start: a component's handler that was there first.
+__attribute__((constructor(101))) void installPreviousHandler() {
+  if (std::getenv("PROBE_PREVIOUS_HANDLER") != nullptr) {
+    struct sigaction action {};
+    action.sa_sigaction = previousHandler;
+    action.sa_flags = SA_SIGINFO;
+    ::sigaction(SIGSEGV, &action, nullptr);
+  }
+}
+
 } // namespace probe
 
 int main(int argc, char** argv) {
@@ -101,7 +136,9 @@ int main(int argc, char** argv) {
   const std::string kind = argv[1];
   const std::string where = argv[2];
   const int times = argc > 3 ? std::atoi(argv[3]) : 1;
-  if (where == "main") {
+  if (where == "main" || where == "busy") {
+    // As if another thread's translation were under way: the translator leaves the fault be.
+    basalt::crash::translationActive = where == "busy";
     probe::faultTwice(kind, times);
   } else {
     std::thread([&] {

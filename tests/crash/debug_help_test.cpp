@@ -193,42 +193,54 @@ TEST(SymbolHandling, NeedsTheCurrentProcessAndAnInitialisedSession) {
   EXPECT_FALSE(plat::SymEnumerateModules(plat::GetCurrentProcess(), listModule, &listed));
 }
 
-// Walks from the live frame of the innermost function and names each frame.
-__attribute__((noinline)) std::vector<std::string>
-walkFromHere(plat::PREAD_PROCESS_MEMORY_ROUTINE readMemory) {
+struct Walk {
+  plat::PREAD_PROCESS_MEMORY_ROUTINE readMemory;
+  std::vector<std::string> names;
+};
+
+// Walks from where this function stands and names each frame.
+__attribute__((noinline)) void walkFromHere(void* state) {
+  auto& walk = *static_cast<Walk*>(state);
   const plat::HANDLE process = plat::GetCurrentProcess();
+  plat::CONTEXT context{};
+  plat::RtlCaptureContext(&context);
   plat::STACKFRAME frame{};
-  frame.AddrPC = {reinterpret_cast<plat::DWORD64>(&walkFromHere), 0, plat::AddrModeFlat};
-  frame.AddrFrame = {reinterpret_cast<plat::DWORD64>(__builtin_frame_address(0)), 0,
-                     plat::AddrModeFlat};
-  frame.AddrStack = frame.AddrFrame;
+  frame.AddrPC = {context.Rip, 0, plat::AddrModeFlat};
+  frame.AddrFrame = {context.Rbp, 0, plat::AddrModeFlat};
+  frame.AddrStack = {context.Rsp, 0, plat::AddrModeFlat};
   std::vector<unsigned char> block(sizeof(plat::IMAGEHLP_SYMBOL) + 256);
   auto* symbol = reinterpret_cast<plat::IMAGEHLP_SYMBOL*>(block.data());
   symbol->MaxNameLength = 256;
-  std::vector<std::string> names;
-  plat::CONTEXT context{};
   EXPECT_FALSE(plat::StackWalk(0x14C, process, plat::GetCurrentThread(), &frame, &context,
-                               readMemory, plat::SymFunctionTableAccess, plat::SymGetModuleBase,
-                               nullptr));
-  while (names.size() < 64 &&
+                               walk.readMemory, plat::SymFunctionTableAccess,
+                               plat::SymGetModuleBase, nullptr));
+  plat::DWORD64 stack = 0;
+  while (walk.names.size() < 64 &&
          plat::StackWalk(plat::IMAGE_FILE_MACHINE_AMD64, process, plat::GetCurrentThread(), &frame,
-                         &context, readMemory, plat::SymFunctionTableAccess, plat::SymGetModuleBase,
-                         nullptr)) {
+                         &context, walk.readMemory, plat::SymFunctionTableAccess,
+                         plat::SymGetModuleBase, nullptr)) {
     plat::DWORD64 displacement = 0;
-    names.push_back(plat::SymGetSymFromAddr(process, frame.AddrPC.Offset, &displacement, symbol)
-                        ? symbol->Name
-                        : "?");
-    EXPECT_GT(frame.AddrFrame.Offset, 0U);
+    walk.names.push_back(
+        plat::SymGetSymFromAddr(process, frame.AddrPC.Offset, &displacement, symbol) ? symbol->Name
+                                                                                     : "?");
+    EXPECT_GT(frame.AddrStack.Offset, stack) << walk.names.back();
+    stack = frame.AddrStack.Offset;
   }
   asm volatile("");
-  return names;
 }
+
+} // namespace
+
+extern "C" void callWithoutUnwindTables(void (*function)(void*), void* argument);
+
+namespace {
 
 __attribute__((noinline)) std::vector<std::string>
 walkFromCallee(plat::PREAD_PROCESS_MEMORY_ROUTINE readMemory) {
-  std::vector<std::string> names = walkFromHere(readMemory);
+  Walk walk{readMemory, {}};
+  callWithoutUnwindTables(walkFromHere, &walk);
   asm volatile("");
-  return names;
+  return walk.names;
 }
 
 plat::BOOL readNothing(plat::HANDLE, plat::DWORD64, void*, plat::DWORD, plat::DWORD* read) {
@@ -236,14 +248,17 @@ plat::BOOL readNothing(plat::HANDLE, plat::DWORD64, void*, plat::DWORD, plat::DW
   return plat::FALSE;
 }
 
-TEST_F(SymbolSession, WalksTheFramePointerChainAndStopsWhereMemoryEnds) {
+// By unwind tables where there are some, by the frame pointer where there are none, at any
+// optimisation level.
+TEST_F(SymbolSession, WalksEveryFrameAndStopsWhereMemoryEnds) {
   plat::SymSetOptions(plat::SYMOPT_UNDNAME);
   const std::vector<std::string> names = walkFromCallee(nullptr);
-  ASSERT_GE(names.size(), 3U);
+  ASSERT_GE(names.size(), 4U);
+  EXPECT_EQ(names[0], "(anonymous namespace)::walkFromHere");
+  EXPECT_EQ(names[1], "callWithoutUnwindTables");
   // clang marks functions that return a std::string with "[abi:cxx11]".
-  EXPECT_EQ(names[0].rfind("(anonymous namespace)::walkFromHere", 0), 0U) << names[0];
-  EXPECT_EQ(names[1].rfind("(anonymous namespace)::walkFromCallee", 0), 0U) << names[1];
-  EXPECT_NE(names[2].find("WalksTheFramePointerChain"), std::string::npos) << names[2];
+  EXPECT_EQ(names[2].rfind("(anonymous namespace)::walkFromCallee", 0), 0U) << names[2];
+  EXPECT_NE(names[3].find("WalksEveryFrame"), std::string::npos) << names[3];
 
   // Through a reader that can read nothing, only the starting frame is known.
   EXPECT_EQ(walkFromCallee(readNothing), std::vector<std::string>{names[0]});

@@ -73,6 +73,7 @@ ChildResult runChild(const std::vector<std::string>& arguments,
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
   return result;
 }
 

@@ -8,6 +8,7 @@ namespace basalt::test {
 
 struct ChildResult {
   int exitCode = -1;  // -1 when the child did not exit normally
+  int signal = 0;     // the signal that ended the child, 0 when it exited
   std::string output; // standard output and standard error, interleaved
 };
 

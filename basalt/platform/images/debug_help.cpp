@@ -3,6 +3,7 @@
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/dwarf_info.h"
 #include "basalt/platform/images/elf_symbols.h"
+#include "basalt/platform/images/stack_unwinder.h"
 #include "basalt/platform/runtime/paths.h"
 
 #include <algorithm>
@@ -302,60 +303,30 @@ std::optional<DWORD64> readWord(PREAD_PROCESS_MEMORY_ROUTINE readMemory, HANDLE 
   return word;
 }
 
-// Reads up to six words; returns how many were read whole. Unread words stay 0.
-std::size_t readWords(PREAD_PROCESS_MEMORY_ROUTINE readMemory, HANDLE process, DWORD64 address,
-                      DWORD64 (&words)[6]) {
-  DWORD got = 0;
-  readMemory(process, address, words, sizeof words, &got);
-  const std::size_t known = std::min<std::size_t>(got, sizeof words) / sizeof(DWORD64);
-  std::fill(words + known, words + 6, 0);
-  return known;
-}
-
-// What StackWalk keeps in Reserved between calls: [0] the state below, [1] how many of the
-// words at AddrFrame could be read, [2] the first of them, the caller's frame pointer.
-enum WalkState : DWORD64 {
-  notStarted = 0,
-  framed = 1,   // AddrFrame is the frame of AddrPC's function
-  unframed = 2, // AddrPC's function has no frame yet; AddrFrame is still its caller's
-};
+// What StackWalk keeps in Reserved between calls: [0] walkStarted once the walk has begun,
+// [1] whether the context's Rip is exact, as unwindCaller means it.
+constexpr DWORD64 walkStarted = 1;
 
 bool isCode(PGET_MODULE_BASE_ROUTINE getModuleBase, HANDLE process, DWORD64 address) {
   return address != 0 && (getModuleBase == nullptr || getModuleBase(process, address) != 0);
 }
 
-// A return address found in memory, or 0 when it doesn't lead into known code.
-DWORD64 returnAddressAt(PREAD_PROCESS_MEMORY_ROUTINE readMemory,
-                        PGET_MODULE_BASE_ROUTINE getModuleBase, HANDLE process, DWORD64 at) {
-  const std::optional<DWORD64> address = readWord(readMemory, process, at);
-  return address && isCode(getModuleBase, process, *address) ? *address : 0;
-}
-
-// Whether the return address comes right after a call that may have led to pc: a direct
-// call of code at or below pc, no further than a function's length, or a call through a
-// register or memory, whose target can't be known. Then pc's function has not pushed a frame
-// of its own, as a leaf compiled without a frame pointer never does.
-bool calledFrom(PREAD_PROCESS_MEMORY_ROUTINE readMemory, HANDLE process, DWORD64 returnAddress,
-                DWORD64 pc) {
-  constexpr DWORD64 callLength = 6; // the longest form looked at: call *disp32(%rip)
-  constexpr DWORD64 longestFunction = 1 << 20;
-  unsigned char call[callLength] = {};
-  DWORD got = 0;
-  if (returnAddress < callLength ||
-      readMemory(process, returnAddress - callLength, call, sizeof call, &got) == FALSE ||
-      got != sizeof call) {
+// The caller of a first frame that stopped where there is no code (a call through a bad
+// pointer), whose return address is still at the top of the stack; false for any other.
+bool callerOfCallIntoNowhere(PREAD_PROCESS_MEMORY_ROUTINE readMemory,
+                             PGET_MODULE_BASE_ROUTINE getModuleBase, HANDLE process,
+                             const CONTEXT& frame, CONTEXT& caller) {
+  if (isCode(getModuleBase, process, frame.Rip)) {
     return false;
   }
-  if (call[1] == 0xE8) {
-    std::int32_t offset = 0;
-    std::memcpy(&offset, call + 2, sizeof offset);
-    const DWORD64 target = returnAddress + static_cast<DWORD64>(static_cast<std::int64_t>(offset));
-    return target <= pc && pc - target < longestFunction;
+  const std::optional<DWORD64> top = readWord(readMemory, process, frame.Rsp);
+  if (!top || !isCode(getModuleBase, process, *top)) {
+    return false;
   }
-  // FF /2: call *%reg (FF D0+r), call *(%reg) (FF 10+r), call *disp8(%reg) (FF 50+r ..),
-  // call *disp32(%rip) (FF 15 ..).
-  return (call[4] == 0xFF && ((call[5] & 0xF8) == 0xD0 || (call[5] & 0xF8) == 0x10)) ||
-         (call[3] == 0xFF && (call[4] & 0xF8) == 0x50) || (call[0] == 0xFF && call[1] == 0x15);
+  caller = frame;
+  caller.Rip = *top;
+  caller.Rsp += sizeof(DWORD64);
+  return true;
 }
 
 // Cuts the parameter list and what follows it from a demangled function name.
@@ -431,63 +402,53 @@ BOOL ReadProcessMemory(HANDLE process, const void* address, void* buffer, std::s
 }
 
 BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE /*thread*/, STACKFRAME* frame,
-               void* /*context*/, PREAD_PROCESS_MEMORY_ROUTINE readMemory,
+               void* context, PREAD_PROCESS_MEMORY_ROUTINE readMemory,
                PFUNCTION_TABLE_ACCESS_ROUTINE functionTableAccess,
                PGET_MODULE_BASE_ROUTINE getModuleBase, PTRANSLATE_ADDRESS_ROUTINE /*translate*/) {
-  if (machineType != IMAGE_FILE_MACHINE_AMD64 || frame == nullptr ||
+  if (machineType != IMAGE_FILE_MACHINE_AMD64 || frame == nullptr || context == nullptr ||
       frame->AddrPC.Mode != AddrModeFlat || frame->AddrFrame.Mode != AddrModeFlat ||
       frame->AddrStack.Mode != AddrModeFlat) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return FALSE;
   }
   readMemory = readMemory != nullptr ? readMemory : readOwnMemory;
-  DWORD64& state = frame->Reserved[0];
-  const auto codeOrZero = [&](DWORD64 address) {
-    return isCode(getModuleBase, process, address) ? address : 0;
-  };
-  // The words at the frame pointer, read at once: the caller's frame pointer, the return
-  // address and four arguments.
-  DWORD64 words[6] = {};
-  if (state == notStarted) {
-    // A call into nowhere, or a function without a frame of its own: the return address is
-    // still at the top of the stack.
-    const DWORD64 pc = frame->AddrPC.Offset;
-    const DWORD64 top =
-        returnAddressAt(readMemory, getModuleBase, process, frame->AddrStack.Offset);
-    const bool lost = top != 0 && (!isCode(getModuleBase, process, pc) ||
-                                   calledFrom(readMemory, process, top, pc));
-    state = lost ? unframed : framed;
-    const std::size_t known = readWords(readMemory, process, frame->AddrFrame.Offset, words);
-    frame->AddrReturn.Offset = lost ? top : known >= 2 ? codeOrZero(words[1]) : 0;
-    frame->Reserved[1] = known;
-  } else {
-    if (frame->AddrReturn.Offset == 0) {
-      return FALSE;
-    }
-    const DWORD64 caller = frame->AddrReturn.Offset;
-    if (state == unframed) {
-      frame->AddrStack.Offset += sizeof(DWORD64);
-    } else {
-      // The caller's frame lies above this one: anything else is no frame chain.
-      const DWORD64 callerFrame = frame->Reserved[2];
-      if (frame->Reserved[1] == 0 || callerFrame <= frame->AddrFrame.Offset ||
-          (callerFrame & 7) != 0) {
-        return FALSE;
-      }
-      frame->AddrStack.Offset = frame->AddrFrame.Offset + 2 * sizeof(DWORD64);
-      frame->AddrFrame.Offset = callerFrame;
-    }
-    state = framed;
-    frame->AddrPC.Offset = caller;
-    const std::size_t known = readWords(readMemory, process, frame->AddrFrame.Offset, words);
-    frame->AddrReturn.Offset = known >= 2 ? codeOrZero(words[1]) : 0;
-    frame->Reserved[1] = known;
+  CONTEXT& registers = *static_cast<CONTEXT*>(context);
+  const bool first = frame->Reserved[0] != walkStarted;
+  if (first) {
+    startUnwinding();
+    registers.Rip = frame->AddrPC.Offset;
+    registers.Rsp = frame->AddrStack.Offset;
+    registers.Rbp = frame->AddrFrame.Offset;
+    frame->Reserved[0] = walkStarted;
+    frame->Reserved[1] = TRUE;
+  } else if (frame->AddrReturn.Offset == 0) {
+    return FALSE;
   }
-  frame->Reserved[2] = words[0];
+  frame->AddrPC.Offset = registers.Rip;
+  frame->AddrFrame.Offset = registers.Rbp;
+  frame->AddrStack.Offset = registers.Rsp;
+
+  CONTEXT caller{};
+  bool callerPcIsExact = false;
+  const bool found =
+      (first && callerOfCallIntoNowhere(readMemory, getModuleBase, process, registers, caller)) ||
+      unwindCaller(registers, frame->Reserved[1] != 0, readMemory, process, caller,
+                   callerPcIsExact);
+  // A caller's frame lies above its callee's, unless a signal interrupted the caller and its
+  // handler ran on a stack of its own: anything else is no stack.
+  const bool onward = found && (caller.Rsp > registers.Rsp || callerPcIsExact);
+  frame->AddrReturn.Offset = onward ? caller.Rip : 0;
   frame->AddrReturn.Mode = AddrModeFlat;
+  // The words at the caller's stack pointer, where arguments passed on the stack lie.
+  DWORD got = 0;
+  std::fill(frame->Params, frame->Params + 4, 0);
+  if (onward) {
+    readMemory(process, caller.Rsp, frame->Params, sizeof frame->Params, &got);
+    registers = caller;
+    frame->Reserved[1] = callerPcIsExact ? TRUE : FALSE;
+  }
   frame->FuncTableEntry =
       functionTableAccess != nullptr ? functionTableAccess(process, frame->AddrPC.Offset) : nullptr;
-  std::copy(words + 2, words + 6, frame->Params);
   frame->Far = FALSE;
   frame->Virtual = FALSE;
   return TRUE;

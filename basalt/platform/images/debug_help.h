@@ -11,13 +11,12 @@
 // table when it was stripped, found with dladdr for a module without a file. C++ names come
 // decorated; UnDecorateSymbolName demangles them.
 //
-// StackWalk follows the frame pointer chain: each frame's saved frame pointer and return
-// address lie at [Rbp] and [Rbp + 8]. Code compiled without frame pointers (g++ and clang
-// from -O1 on, unless -fno-omit-frame-pointer) hides its caller: the walk skips a frame or
-// ends early, never faults. The first frame takes its return address from [Rsp] instead when
-// it has no frame yet: when it starts where there is no code (a call through a null function
-// pointer), or when [Rsp] follows a direct call of the code it is in (a leaf function, which
-// g++ builds without a frame even with -fno-omit-frame-pointer).
+// StackWalk unwinds by each module's call frame information (.eh_frame), through elfutils'
+// unwinder, starting from the registers of its context, so code built without frame
+// pointers (g++ and clang from -O1 on) keeps every frame. Code without unwind tables is left
+// by its frame pointer: the caller's frame pointer and return address at [Rbp] and [Rbp + 8].
+// A first frame that stopped where there is no code (a call through a null function
+// pointer) takes its return address from [Rsp].
 //
 // Variables come from a module's DWARF information (elfutils), or from a separate debug file
 // that the module's build-id or debug link names in /usr/lib/debug or in the search path's
@@ -219,9 +218,22 @@ HANDLE GetCurrentThread();
 BOOL ReadProcessMemory(HANDLE process, const void* address, void* buffer, std::size_t size,
                        std::size_t* bytesRead);
 
-// One step of the walk: the first call describes the frame of context's Rip, each later call
-// its caller. FALSE at the end of the chain, for a machine other than
-// IMAGE_FILE_MACHINE_AMD64 and for a frame not in AddrModeFlat. A null memory routine reads
+// One step of the walk: the first call describes the frame of the context, each later call
+// its caller. context holds every register of the frame to describe: the first call takes
+// Rip, Rsp and Rbp from the frame's AddrPC, AddrStack and AddrFrame and the others from
+// context, and each call leaves in context the registers of the caller of the frame it
+// describes, as the x64 StackWalk does. For every frame:
+//   AddrPC     its instruction pointer: where the first frame stopped, the return address
+//              into it for the others;
+//   AddrStack  its RSP: for frames after the first, its RSP after the return from its
+//              callee, which is the callee's canonical frame address (CFA);
+//   AddrFrame  its RBP as the unwinder restores it for that frame (callee-saved, recovered
+//              through the unwind tables; the frame pointer, where the code keeps one);
+//   AddrReturn the caller's instruction pointer, 0 for the last frame;
+//   Params     the four words at the caller's RSP (arguments passed on the stack; [Rbp + 16]
+//              in code that keeps a frame pointer).
+// FALSE after the last frame, for a machine other than IMAGE_FILE_MACHINE_AMD64, a null
+// context and a frame not in AddrModeFlat. Memory is read through readMemory only; null reads
 // this process's memory without faulting. translateAddress, for 16-bit modes, is not called.
 BOOL StackWalk(DWORD machineType, HANDLE process, HANDLE thread, STACKFRAME* frame, void* context,
                PREAD_PROCESS_MEMORY_ROUTINE readMemory,
