@@ -3,6 +3,7 @@
 #include "basalt/platform/base/utf8.h"
 #include "basalt/platform/com/automation_strings.h"
 #include "basalt/platform/com/xml_document_class.h"
+#include "basalt/platform/com/xml_text_form.h"
 #include "basalt/platform/runtime/paths.h"
 
 #include <algorithm>
@@ -11,11 +12,9 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <libxml/globals.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
-#include <libxml/xmlsave.h>
 #include <libxml/xpath.h>
 #include <memory>
 #include <new>
@@ -67,32 +66,7 @@ bool isXmlText(BSTR text) {
   return true;
 }
 
-void quietGenericError(void* /*context*/, const char* /*format*/, ...) {}
 void quietStructuredError(void* /*context*/, xmlErrorPtr /*error*/) {}
-
-// Keeps libxml2 from writing its complaints to the client's standard error while the DOM
-// calls it: what went wrong is told by results. The thread's own handlers come back after.
-class QuietLibxml2 {
-public:
-  QuietLibxml2()
-      : generic(xmlGenericError), genericContext(xmlGenericErrorContext),
-        structured(xmlStructuredError), structuredContext(xmlStructuredErrorContext) {
-    xmlSetGenericErrorFunc(nullptr, quietGenericError);
-    xmlSetStructuredErrorFunc(nullptr, quietStructuredError);
-  }
-  ~QuietLibxml2() {
-    xmlSetGenericErrorFunc(genericContext, generic);
-    xmlSetStructuredErrorFunc(structuredContext, structured);
-  }
-  QuietLibxml2(const QuietLibxml2&) = delete;
-  QuietLibxml2& operator=(const QuietLibxml2&) = delete;
-
-private:
-  xmlGenericErrorFunc generic;
-  void* genericContext;
-  xmlStructuredErrorFunc structured;
-  void* structuredContext;
-};
 
 // Stamps the versions of trees, so that a live list sees every change, of any tree, as new.
 std::atomic<std::uint64_t> lastStamp{0};
@@ -368,29 +342,6 @@ private:
   NodeCore* element; // counted
 };
 
-// Serialises a node; a document without libxml2's own declaration, since the declaration is
-// a node of its own here.
-bool serialise(xmlNodePtr node, const char* encoding, std::string& out) {
-  const QuietLibxml2 quiet;
-  xmlBufferPtr buffer = xmlBufferCreate();
-  if (buffer == nullptr) {
-    return false;
-  }
-  // Grown by exact sizes, every write would copy the whole text so far.
-  xmlBufferSetAllocationScheme(buffer, XML_BUFFER_ALLOC_DOUBLEIT);
-  bool done = false;
-  if (xmlSaveCtxtPtr save = xmlSaveToBuffer(buffer, encoding, XML_SAVE_FORMAT | XML_SAVE_NO_DECL)) {
-    done = (node->type == XML_DOCUMENT_NODE ? xmlSaveDoc(save, reinterpret_cast<xmlDocPtr>(node))
-                                            : xmlSaveTree(save, node)) >= 0;
-    done = xmlSaveClose(save) >= 0 && done;
-  }
-  if (done) {
-    out.assign(chars(xmlBufferContent(buffer)), static_cast<std::size_t>(xmlBufferLength(buffer)));
-  }
-  xmlBufferFree(buffer);
-  return done;
-}
-
 HRESULT xmlOf(xmlNodePtr node, BSTR* text) {
   if (text == nullptr) {
     return E_POINTER;
@@ -401,7 +352,7 @@ HRESULT xmlOf(xmlNodePtr node, BSTR* text) {
     xmlChar* escaped = xmlEncodeSpecialChars(node->doc, xml(contentOf(node)));
     out = qualifiedName(node) + "=\"" + (escaped != nullptr ? chars(escaped) : "") + "\"";
     xmlFree(escaped);
-  } else if (!serialise(node, "UTF-8", out)) {
+  } else if (!writeXmlText(node, out)) {
     return E_OUTOFMEMORY;
   }
   return giveText(out, text);
@@ -819,87 +770,9 @@ IXMLDOMNode* wrap(DomDocument* owner, const TreePtr& tree, xmlNodePtr node) {
   return new (std::nothrow) DomNode(owner, tree, node);
 }
 
-// The text between "<?xml" and "?>" when the input starts with an XML declaration, in any of
-// the encodings a parser recognises by its first bytes; empty when there is none.
-std::string declarationOf(const char* bytes, std::size_t size) {
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes);
-  std::size_t at = 0;
-  std::size_t step = 1;
-  std::size_t offset = 0; // of the byte that carries the character in each unit
-  if (size >= 3 && data[0] == 0xEF && data[1] == 0xBB && data[2] == 0xBF) {
-    at = 3;
-  } else if (size >= 2 && data[0] == 0xFF && data[1] == 0xFE) {
-    at = 2, step = 2;
-  } else if (size >= 2 && data[0] == 0xFE && data[1] == 0xFF) {
-    at = 2, step = 2, offset = 1;
-  } else if (size >= 2 && data[0] == '<' && data[1] == 0) {
-    step = 2;
-  } else if (size >= 2 && data[0] == 0 && data[1] == '<') {
-    step = 2, offset = 1;
-  }
-  std::string ascii;
-  for (std::size_t i = at; i + step <= size && ascii.size() < 4096; i += step) {
-    const unsigned char other = step == 2 ? data[i + 1 - offset] : 0;
-    if (other != 0 || data[i + offset] >= 0x80) {
-      break;
-    }
-    ascii += static_cast<char>(data[i + offset]);
-    if (ascii.size() >= 2 && ascii.compare(ascii.size() - 2, 2, "?>") == 0) {
-      break;
-    }
-  }
-  if (ascii.size() < 8 || ascii.compare(0, 5, "<?xml") != 0 ||
-      std::strchr(" \t\r\n", ascii[5]) == nullptr ||
-      ascii.compare(ascii.size() - 2, 2, "?>") != 0) {
-    return std::string();
-  }
-  const std::size_t first = ascii.find_first_not_of(" \t\r\n", 5);
-  const std::size_t last = ascii.find_last_not_of(" \t\r\n", ascii.size() - 3);
-  return first > last ? std::string() : ascii.substr(first, last - first + 1);
-}
-
-// The encoding that the document's declaration names; empty when it names none.
-std::string declaredEncoding(xmlDocPtr doc) {
-  xmlNodePtr first = doc->children;
-  if (first == nullptr || first->type != XML_PI_NODE ||
-      std::strcmp(chars(first->name), "xml") != 0) {
-    return std::string();
-  }
-  const std::string data = contentOf(first);
-  const std::size_t key = data.find("encoding");
-  if (key == std::string::npos) {
-    return std::string();
-  }
-  const std::size_t quote = data.find_first_of("\"'", key);
-  if (quote == std::string::npos) {
-    return std::string();
-  }
-  const std::size_t end = data.find(data[quote], quote + 1);
-  return end == std::string::npos ? std::string() : data.substr(quote + 1, end - quote - 1);
-}
-
 HRESULT DomDocument::parse(const char* bytes, std::size_t size, bool unicodeText,
                            VARIANT_BOOL* success) {
-  const QuietLibxml2 quiet;
-  int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOBLANKS;
-  if (unicodeText) {
-    options |= XML_PARSE_IGNORE_ENC;
-  }
-  xmlDocPtr doc = size <= INT_MAX ? xmlReadMemory(bytes, static_cast<int>(size), nullptr,
-                                                  unicodeText ? "UTF-8" : nullptr, options)
-                                  : nullptr;
-  const std::string declaration = doc != nullptr ? declarationOf(bytes, size) : std::string();
-  if (doc != nullptr && !declaration.empty()) {
-    xmlNodePtr instruction = xmlNewDocPI(doc, xml("xml"), xml(declaration));
-    if (instruction == nullptr) {
-      xmlFreeDoc(doc);
-      doc = nullptr;
-    } else if (doc->children != nullptr) {
-      xmlAddPrevSibling(doc->children, instruction);
-    } else {
-      xmlAddChild(reinterpret_cast<xmlNodePtr>(doc), instruction);
-    }
-  }
+  xmlDocPtr doc = readXmlDocument(bytes, size, unicodeText);
   const bool parsed = doc != nullptr;
   if (doc == nullptr) {
     doc = xmlNewDoc(xml("1.0"));
@@ -995,23 +868,9 @@ HRESULT writeFile(const std::string& path, const std::string& bytes) {
 }
 
 HRESULT DomDocument::save(VARIANT destination) {
-  const QuietLibxml2 quiet;
-  const std::string encoding = declaredEncoding(current->doc);
-  if (!encoding.empty()) {
-    xmlCharEncodingHandlerPtr handler = xmlFindCharEncodingHandler(encoding.c_str());
-    if (handler == nullptr) {
-      return E_FAIL;
-    }
-    xmlCharEncCloseFunc(handler);
-  }
   std::string bytes;
-  if (!serialise(node(), encoding.empty() ? "UTF-8" : encoding.c_str(), bytes)) {
-    return E_FAIL;
-  }
-  // An encoding in which the declaration itself comes out unreadable (UTF-7 writes "<" as
-  // "+ADw-") would make a file that no parser reads back: refused like an unknown one.
-  if (!encoding.empty() && declarationOf(bytes.data(), bytes.size()).empty()) {
-    return E_FAIL;
+  if (!writeXmlDocument(current->doc, bytes)) {
+    return E_OUTOFMEMORY;
   }
   if (destination.vt == VT_BSTR) {
     return writeFile(toOsPath(destination.bstrVal), bytes);
