@@ -89,8 +89,10 @@ Units declarationOf(plat::IXMLDOMDocument* document) {
 Units namingUtf8(Units declaration) {
   const Units key{'e', 'n', 'c', 'o', 'd', 'i', 'n', 'g'};
   const std::size_t at = declaration.find(key);
-  const std::size_t quote = at == Units::npos ? Units::npos : declaration.find_first_of(Units{'"', '\''}, at);
-  const std::size_t end = quote == Units::npos ? Units::npos : declaration.find(declaration[quote], quote + 1);
+  const std::size_t quote =
+      at == Units::npos ? Units::npos : declaration.find_first_of(Units{'"', '\''}, at);
+  const std::size_t end =
+      quote == Units::npos ? Units::npos : declaration.find(declaration[quote], quote + 1);
   if (end != Units::npos) {
     declaration.replace(quote + 1, end - quote - 1, Units{'U', 'T', 'F', '-', '8'});
   }

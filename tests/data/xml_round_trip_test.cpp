@@ -154,24 +154,27 @@ std::vector<std::string> declarationsOf(xmlDtdPtr subset) {
   return out;
 }
 
+std::string differs(const std::string& path, const std::string& before, const std::string& after) {
+  return path + ": " + before + ", then " + after;
+}
+
 // Where the two trees first differ, empty when they don't.
 std::string differenceBelow(xmlNodePtr original, xmlNodePtr copy, const std::string& path) {
   const std::vector<xmlNodePtr> left = childrenOf(original);
   const std::vector<xmlNodePtr> right = childrenOf(copy);
   for (std::size_t i = 0; i < std::max(left.size(), right.size()); ++i) {
     if (i >= left.size() || i >= right.size()) {
-      return path + ": " + std::to_string(left.size()) + " children, then " +
-             std::to_string(right.size());
+      return differs(path, std::to_string(left.size()) + " children", std::to_string(right.size()));
     }
     if (left[i]->type == XML_DTD_NODE && right[i]->type == XML_DTD_NODE) {
       continue; // compared on their own
     }
     const std::string here = describe(left[i]);
     if (here != describe(right[i])) {
-      return path + ": " + here + ", then " + describe(right[i]);
+      return differs(path, here, describe(right[i]));
     }
     if (left[i]->type == XML_ELEMENT_NODE) {
-      const std::string below = differenceBelow(left[i], right[i], path + "/" + chars(left[i]->name));
+      std::string below = differenceBelow(left[i], right[i], path + '/' + chars(left[i]->name));
       if (!below.empty()) {
         return below;
       }
@@ -204,7 +207,7 @@ std::string difference(const std::string& originalBytes, const std::string& copy
 std::string roundTrip(const std::string& bytes) {
   XmlSupport xml;
   EXPECT_EQ(load(xml, bytes), -1);
-  const std::string first = saved(xml);
+  std::string first = saved(xml);
   XmlSupport again;
   EXPECT_EQ(load(again, first), -1) << first;
   EXPECT_EQ(saved(again), first);
@@ -302,9 +305,9 @@ TEST_F(XmlRoundTrip, RealDocumentsComeBackAsTheyWere) {
   namespace fs = std::filesystem;
   std::vector<fs::path> documents = {"/etc/fonts/fonts.conf", "/usr/share/dbus-1/session.conf",
                                      "/usr/share/dbus-1/system.conf"};
-  for (const char* root : {"/usr/share/xml/docbook", "/usr/share/xml/w3c-sgml-lib",
-                           "/usr/share/xml/schema/xml-core", "/usr/share/mime/packages",
-                           "/usr/share/fontconfig/conf.avail"}) {
+  for (const char* root :
+       {"/usr/share/xml/docbook", "/usr/share/xml/w3c-sgml-lib", "/usr/share/xml/schema/xml-core",
+        "/usr/share/mime/packages", "/usr/share/fontconfig/conf.avail"}) {
     ASSERT_TRUE(fs::is_directory(root)) << root << ": run tools/bootstrap";
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
       const std::set<std::string> kinds = {".xml", ".xsl", ".svg", ".rng", ".xsd", ".conf"};

@@ -19,6 +19,8 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace basalt::platform {
@@ -40,11 +42,24 @@ std::string utf8Of(BSTR text) {
   return out;
 }
 
-HRESULT giveText(const std::string& utf8Text, BSTR* target) {
+// UTF-8 as an automation string, made in one piece when it is ASCII, as names and numbers are.
+HRESULT giveText(const char* utf8Text, std::size_t size, BSTR* target) {
+  if (std::all_of(utf8Text, utf8Text + size, [](char byte) { return (byte & 0x80) == 0; })) {
+    *target = size <= UINT_MAX ? SysAllocStringLen(nullptr, static_cast<UINT>(size)) : nullptr;
+    if (*target == nullptr) {
+      return E_OUTOFMEMORY;
+    }
+    std::copy(utf8Text, utf8Text + size, *target);
+    return S_OK;
+  }
   std::basic_string<WCHAR> units;
-  utf8::decodeAll(utf8Text, units);
+  utf8::decodeAll(std::string(utf8Text, size), units);
   *target = SysAllocStringLen(units.data(), static_cast<UINT>(units.size()));
   return *target == nullptr ? E_OUTOFMEMORY : S_OK;
+}
+
+HRESULT giveText(const std::string& utf8Text, BSTR* target) {
+  return giveText(utf8Text.data(), utf8Text.size(), target);
 }
 
 // Text that XML 1.0 can carry: no control characters but tab, line feed and carriage
@@ -164,16 +179,27 @@ std::string qualifiedName(xmlNodePtr node) {
   return name;
 }
 
-// Whether name is the node's qualified name, without building it.
-bool hasQualifiedName(xmlNodePtr node, const std::string& name) {
-  const char* local = chars(node->name);
-  if (node->ns == nullptr || node->ns->prefix == nullptr) {
-    return name == local;
+// Whether name goes on at at with the zero-ended bytes; at moves past them.
+template <typename Unit>
+bool goesOnWith(std::basic_string_view<Unit> name, std::size_t& at, const char* bytes) {
+  for (; *bytes != 0; ++bytes, ++at) {
+    if (at == name.size() ||
+        static_cast<std::make_unsigned_t<Unit>>(name[at]) != static_cast<unsigned char>(*bytes)) {
+      return false;
+    }
   }
-  const char* prefix = chars(node->ns->prefix);
-  const std::size_t prefixLength = std::strlen(prefix);
-  return name.size() > prefixLength && name.compare(0, prefixLength, prefix) == 0 &&
-         name[prefixLength] == ':' && name.compare(prefixLength + 1, std::string::npos, local) == 0;
+  return true;
+}
+
+// Whether name, in UTF-8 or in units that are all ASCII, is the node's qualified name, without
+// building it.
+template <typename Unit> bool hasQualifiedName(xmlNodePtr node, std::basic_string_view<Unit> name) {
+  std::size_t at = 0;
+  if (node->ns != nullptr && node->ns->prefix != nullptr &&
+      !(goesOnWith(name, at, chars(node->ns->prefix)) && goesOnWith(name, at, ":"))) {
+    return false;
+  }
+  return goesOnWith(name, at, chars(node->name)) && at == name.size();
 }
 
 std::string nodeName(xmlNodePtr node) {
@@ -201,7 +227,8 @@ std::string contentOf(xmlNodePtr node) {
   return text;
 }
 
-xmlAttrPtr findAttribute(xmlNodePtr element, const std::string& name) {
+template <typename Unit>
+xmlAttrPtr findAttribute(xmlNodePtr element, std::basic_string_view<Unit> name) {
   for (xmlAttrPtr attribute = element->properties; attribute != nullptr;
        attribute = attribute->next) {
     if (hasQualifiedName(reinterpret_cast<xmlNodePtr>(attribute), name)) {
@@ -209,6 +236,15 @@ xmlAttrPtr findAttribute(xmlNodePtr element, const std::string& name) {
     }
   }
   return nullptr;
+}
+
+// An ASCII name, as most are, is compared as it came.
+xmlAttrPtr findAttribute(xmlNodePtr element, BSTR name) {
+  const std::basic_string_view<WCHAR> units(name, SysStringLen(name));
+  if (std::all_of(units.begin(), units.end(), [](WCHAR unit) { return unit < 0x80; })) {
+    return findAttribute(element, units);
+  }
+  return findAttribute(element, std::string_view(utf8Of(name)));
 }
 
 // An attribute's text is not offered as nodes: libxml2 frees and remakes it whenever the
@@ -219,11 +255,12 @@ bool hasChildList(xmlNodePtr node) {
 
 // In document order, without recursion: a tree built through the DOM may be deeper than
 // the stack.
-void collectElements(xmlNodePtr from, const std::string& name, std::vector<xmlNodePtr>& found) {
+template <typename Match>
+void collectElements(xmlNodePtr from, Match matches, std::vector<xmlNodePtr>& found) {
   xmlNodePtr at = from->children;
   while (at != nullptr) {
     if (at->type == XML_ELEMENT_NODE) {
-      if (name == "*" || hasQualifiedName(at, name)) {
+      if (matches(at)) {
         found.push_back(at);
       }
       if (at->children != nullptr) {
@@ -238,9 +275,56 @@ void collectElements(xmlNodePtr from, const std::string& name, std::vector<xmlNo
   }
 }
 
+// The value of an attribute, text, comment or processing instruction: in place where it is one
+// piece of text, as most attributes' values are, else put together in made.
+std::string_view valueOf(xmlNodePtr node, std::string& made) {
+  xmlNodePtr holder = node;
+  if (node->type == XML_ATTRIBUTE_NODE) {
+    xmlNodePtr only = node->children;
+    if (only == nullptr) {
+      return std::string_view();
+    }
+    if (only->next != nullptr || only->type != XML_TEXT_NODE) {
+      made = contentOf(node);
+      return made;
+    }
+    holder = only;
+  }
+  return holder->content != nullptr ? std::string_view(chars(holder->content)) : std::string_view();
+}
+
+HRESULT nodeValueOf(xmlNodePtr node, VARIANT* value) {
+  if (value == nullptr) {
+    return E_POINTER;
+  }
+  VariantInit(value);
+  switch (node->type) {
+  case XML_ATTRIBUTE_NODE:
+  case XML_TEXT_NODE:
+  case XML_CDATA_SECTION_NODE:
+  case XML_COMMENT_NODE:
+  case XML_PI_NODE: {
+    std::string made;
+    const std::string_view content = valueOf(node, made);
+    BSTR text = nullptr;
+    const HRESULT result = giveText(content.data(), content.size(), &text);
+    if (SUCCEEDED(result)) {
+      value->vt = VT_BSTR;
+      value->bstrVal = text;
+    }
+    return result;
+  }
+  default:
+    value->vt = VT_NULL;
+    return S_FALSE;
+  }
+}
+
 // A list over a node: its children or its elements of one name, read again whenever the tree
 // has changed since; or a fixed selection.
-class DomNodeList final : public IXMLDOMNodeList, private Counted {
+class DomNodeList final : public IXMLDOMNodeList,
+                          public IXMLDOMNodeListAttributes,
+                          private Counted {
 public:
   enum Kind { Children, Elements, Fixed };
 
@@ -254,10 +338,39 @@ public:
   }
 
   HRESULT QueryInterface(REFIID id, void** object) override {
-    return queryOne<IXMLDOMNodeList>(this, id, object);
+    if (object == nullptr) {
+      return E_POINTER;
+    }
+    if (IsEqualGUID(id, IUnknown::iid) || IsEqualGUID(id, IXMLDOMNodeList::iid)) {
+      return give(static_cast<IXMLDOMNodeList*>(this), object);
+    }
+    if (IsEqualGUID(id, IXMLDOMNodeListAttributes::iid)) {
+      return give(static_cast<IXMLDOMNodeListAttributes*>(this), object);
+    }
+    *object = nullptr;
+    return E_NOINTERFACE;
   }
   ULONG AddRef() override { return addRef(); }
   ULONG Release() override { return release(); }
+
+  HRESULT getItemAttributeText(LONG index, BSTR name, const char** text, UINT* length) override {
+    if (text == nullptr || length == nullptr) {
+      return E_POINTER;
+    }
+    refresh();
+    if (index < 0 || static_cast<std::size_t>(index) >= nodes.size() ||
+        nodes[static_cast<std::size_t>(index)]->type != XML_ELEMENT_NODE) {
+      return E_UNEXPECTED;
+    }
+    xmlAttrPtr attribute = findAttribute(nodes[static_cast<std::size_t>(index)], name);
+    if (attribute == nullptr) {
+      return S_FALSE;
+    }
+    const std::string_view value = valueOf(reinterpret_cast<xmlNodePtr>(attribute), made);
+    *text = value.empty() ? "" : value.data();
+    *length = static_cast<UINT>(value.size());
+    return S_OK;
+  }
 
   HRESULT get_item(LONG index, IXMLDOMNode** node) override {
     if (node == nullptr) {
@@ -297,7 +410,12 @@ private:
     nodes.clear();
     xmlNodePtr from = source->node();
     if (kind == Elements) {
-      collectElements(from, name, nodes);
+      collectElements(
+          from,
+          [this](xmlNodePtr element) {
+            return name == "*" || hasQualifiedName(element, std::string_view(name));
+          },
+          nodes);
     } else if (hasChildList(from)) {
       for (xmlNodePtr child = from->children; child != nullptr; child = child->next) {
         nodes.push_back(child);
@@ -311,24 +429,30 @@ private:
   TreePtr tree;
   std::uint64_t stamp = 0;
   std::vector<xmlNodePtr> nodes;
+  std::string made; // the last attribute value put together for getItemAttributeText
 };
 
-class DomAttributeMap final : public IXMLDOMNamedNodeMap, private Counted {
+// The attribute map of an element: a part of the element's object, counted with it, so that
+// asking for it makes nothing.
+class DomAttributeMap final : public IXMLDOMNamedNodeMap {
 public:
-  explicit DomAttributeMap(NodeCore* element) : element(element) { element->AddRef(); }
+  explicit DomAttributeMap(NodeCore* element) : element(element) {}
+  ~DomAttributeMap() = default;
+  DomAttributeMap(const DomAttributeMap&) = delete;
+  DomAttributeMap& operator=(const DomAttributeMap&) = delete;
 
   HRESULT QueryInterface(REFIID id, void** object) override {
     return queryOne<IXMLDOMNamedNodeMap>(this, id, object);
   }
-  ULONG AddRef() override { return addRef(); }
-  ULONG Release() override { return release(); }
+  ULONG AddRef() override { return element->AddRef(); }
+  ULONG Release() override { return element->Release(); }
 
   HRESULT getNamedItem(BSTR name, IXMLDOMNode** node) override {
     if (node == nullptr) {
       return E_POINTER;
     }
     *node = nullptr;
-    xmlAttrPtr attribute = findAttribute(element->node(), utf8Of(name));
+    xmlAttrPtr attribute = findAttribute(element->node(), name);
     if (attribute == nullptr) {
       return S_FALSE;
     }
@@ -337,9 +461,7 @@ public:
   }
 
 private:
-  ~DomAttributeMap() override { element->Release(); }
-
-  NodeCore* element; // counted
+  NodeCore* element; // the object this map is part of
 };
 
 HRESULT xmlOf(xmlNodePtr node, BSTR* text) {
@@ -358,31 +480,6 @@ HRESULT xmlOf(xmlNodePtr node, BSTR* text) {
   return giveText(out, text);
 }
 
-HRESULT nodeValueOf(xmlNodePtr node, VARIANT* value) {
-  if (value == nullptr) {
-    return E_POINTER;
-  }
-  VariantInit(value);
-  switch (node->type) {
-  case XML_ATTRIBUTE_NODE:
-  case XML_TEXT_NODE:
-  case XML_CDATA_SECTION_NODE:
-  case XML_COMMENT_NODE:
-  case XML_PI_NODE: {
-    BSTR text = nullptr;
-    const HRESULT result = giveText(contentOf(node), &text);
-    if (SUCCEEDED(result)) {
-      value->vt = VT_BSTR;
-      value->bstrVal = text;
-    }
-    return result;
-  }
-  default:
-    value->vt = VT_NULL;
-    return S_FALSE;
-  }
-}
-
 HRESULT selectFrom(NodeCore* source, BSTR query, IXMLDOMNodeList** list) {
   if (list == nullptr) {
     return E_POINTER;
@@ -393,13 +490,37 @@ HRESULT selectFrom(NodeCore* source, BSTR query, IXMLDOMNodeList** list) {
     return E_FAIL;
   }
   TreePtr tree = source->tree();
+  const std::string expression = utf8Of(query);
+  // ".//name", the search XmlSupport makes: the elements below of that name in no namespace,
+  // in document order, as XPath selects them, found without evaluating XPath.
+  if (expression.size() > 3 && expression.compare(0, 3, ".//") == 0 &&
+      xmlValidateNCName(xml(expression.substr(3)), 0) == 0) {
+    const char* name = expression.c_str() + 3;
+    // A parsed document's names are in its dictionary, each once: mostly compared by address.
+    const xmlChar* known =
+        tree->doc->dict != nullptr ? xmlDictExists(tree->doc->dict, xml(name), -1) : nullptr;
+    std::vector<xmlNodePtr> nodes;
+    try {
+      collectElements(
+          context,
+          [name, known](xmlNodePtr element) {
+            return element->ns == nullptr &&
+                   (element->name == known || (element->name[0] == static_cast<xmlChar>(name[0]) &&
+                                               std::strcmp(chars(element->name), name) == 0));
+          },
+          nodes);
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;
+    }
+    *list = new (std::nothrow) DomNodeList(source, tree, std::move(nodes));
+    return *list == nullptr ? E_OUTOFMEMORY : S_OK;
+  }
   xmlXPathContextPtr xpath = xmlXPathNewContext(tree->doc);
   if (xpath == nullptr) {
     return E_OUTOFMEMORY;
   }
   xpath->node = context;
   xpath->error = quietStructuredError;
-  const std::string expression = utf8Of(query);
   xmlXPathObjectPtr result = xmlXPathEvalExpression(xml(expression), xpath);
   HRESULT outcome = E_FAIL;
   if (result != nullptr && result->type == XPATH_NODESET) {
@@ -684,8 +805,9 @@ public:
     if (xmlNode->type != XML_ELEMENT_NODE) {
       return S_FALSE;
     }
-    *map = new (std::nothrow) DomAttributeMap(this);
-    return *map == nullptr ? E_OUTOFMEMORY : S_OK;
+    attributeMap.AddRef();
+    *map = &attributeMap;
+    return S_OK;
   }
   HRESULT appendChild(IXMLDOMNode* child, IXMLDOMNode** added) override {
     return appendTo(this, child, added);
@@ -707,7 +829,7 @@ public:
     if (value == nullptr) {
       return E_POINTER;
     }
-    xmlAttrPtr attribute = findAttribute(xmlNode, utf8Of(name));
+    xmlAttrPtr attribute = findAttribute(xmlNode, name);
     if (attribute == nullptr) {
       VariantInit(value);
       value->vt = VT_NULL;
@@ -726,7 +848,7 @@ public:
     const std::string qualified = utf8Of(name);
     if (!isXmlText(text.bstrVal)) {
       result = E_INVALIDARG;
-    } else if (xmlAttrPtr existing = findAttribute(xmlNode, qualified)) {
+    } else if (xmlAttrPtr existing = findAttribute(xmlNode, std::string_view(qualified))) {
       result =
           xmlSetNsProp(xmlNode, existing->ns, existing->name, xml(utf8Of(text.bstrVal))) == nullptr
               ? E_OUTOFMEMORY
@@ -755,6 +877,7 @@ private:
   DomDocument* ownerDocument; // counted
   TreePtr nodeTree;
   xmlNodePtr xmlNode;
+  DomAttributeMap attributeMap{this};
 };
 
 IXMLDOMNode* wrap(DomDocument* owner, const TreePtr& tree, xmlNodePtr node) {

@@ -155,6 +155,22 @@ protected:
   ~IXMLDOMNodeList() = default;
 };
 
+// Offered by this DOM's node lists beside IXMLDOMNodeList: the value of an attribute of the
+// node at an index, read in place, without objects for the node or the attribute, for walks
+// that only read through the nodes.
+class IXMLDOMNodeListAttributes : public IUnknown {
+public:
+  static constexpr IID iid = {
+      0x6B1F3C52, 0x8D04, 0x4E9A, {0xA1, 0x7C, 0x2E, 0x5B, 0x90, 0x4D, 0x13, 0xF8}};
+  // The value of the named attribute of the node at index, as UTF-8 of length bytes; it
+  // stays valid until the next call on this list or change of the document. S_FALSE when
+  // the node has no such attribute; E_UNEXPECTED when it is no element or there is none.
+  virtual HRESULT getItemAttributeText(LONG index, BSTR name, const char** text, UINT* length) = 0;
+
+protected:
+  ~IXMLDOMNodeListAttributes() = default;
+};
+
 class IXMLDOMNamedNodeMap : public IUnknown {
 public:
   static constexpr IID iid = {

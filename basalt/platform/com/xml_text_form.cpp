@@ -112,7 +112,8 @@ std::string declarationFrom(xmlDocPtr doc) {
   if (doc->standalone == -1) {
     return std::string();
   }
-  std::string text = "version=\"" + std::string(doc->version != nullptr ? chars(doc->version) : "1.0") + "\"";
+  std::string text =
+      "version=\"" + std::string(doc->version != nullptr ? chars(doc->version) : "1.0") + "\"";
   if (doc->encoding != nullptr) {
     text += " encoding=\"" + std::string(chars(doc->encoding)) + "\"";
   }
@@ -127,8 +128,9 @@ std::pair<std::size_t, std::size_t> encodingIn(const std::string& declaration) {
   const std::size_t key = declaration.find("encoding");
   const std::size_t quote =
       key == std::string::npos ? std::string::npos : declaration.find_first_of("\"'", key);
-  const std::size_t end =
-      quote == std::string::npos ? std::string::npos : declaration.find(declaration[quote], quote + 1);
+  const std::size_t end = quote == std::string::npos
+                              ? std::string::npos
+                              : declaration.find(declaration[quote], quote + 1);
   if (end == std::string::npos) {
     return {std::string::npos, std::string::npos};
   }
@@ -161,9 +163,10 @@ void keepAttributeDefault(void* context, const xmlChar* element, const xmlChar* 
   xmlDtdPtr subset =
       parser->inSubset == 1 && parser->myDoc != nullptr ? parser->myDoc->intSubset : nullptr;
   xmlChar* prefix = nullptr;
-  xmlChar* name = subset != nullptr && value != nullptr ? xmlSplitQName(parser, fullName, &prefix)
-                                                        : nullptr;
-  const bool known = name != nullptr && xmlGetDtdQAttrDesc(subset, element, name, prefix) != nullptr;
+  xmlChar* name =
+      subset != nullptr && value != nullptr ? xmlSplitQName(parser, fullName, &prefix) : nullptr;
+  const bool known =
+      name != nullptr && xmlGetDtdQAttrDesc(subset, element, name, prefix) != nullptr;
   xmlSAX2AttributeDecl(context, element, fullName, type, def, value, tree);
   if (name != nullptr && !known) {
     xmlAttributePtr made = xmlGetDtdQAttrDesc(subset, element, name, prefix);
@@ -214,8 +217,9 @@ xmlChar* spaceOf(xmlNodePtr element) {
   }
   xmlAttributePtr declared =
       xmlGetDtdQAttrDesc(subset, xml(qualifiedName(element).c_str()), xml("space"), xml("xml"));
-  return declared != nullptr && declared->defaultValue != nullptr ? xmlStrdup(declared->defaultValue)
-                                                                 : nullptr;
+  return declared != nullptr && declared->defaultValue != nullptr
+             ? xmlStrdup(declared->defaultValue)
+             : nullptr;
 }
 
 // Whether white space is preserved in element, given whether it is in its parent.
@@ -233,7 +237,8 @@ bool preserves(xmlNodePtr element, bool inParent) {
 
 bool preservedAbove(xmlNodePtr node) {
   std::vector<xmlNodePtr> above;
-  for (xmlNodePtr up = node->parent; up != nullptr && up->type == XML_ELEMENT_NODE; up = up->parent) {
+  for (xmlNodePtr up = node->parent; up != nullptr && up->type == XML_ELEMENT_NODE;
+       up = up->parent) {
     above.push_back(up);
   }
   bool preserved = false;
@@ -494,30 +499,40 @@ bool serialise(xmlNodePtr node, const char* encoding, std::string& out) {
   return done;
 }
 
-bool serialiseFixed(xmlNodePtr node, const char* encoding, std::string& out,
-                    WritingFixes& fixes) {
+bool serialiseFixed(xmlNodePtr node, const char* encoding, std::string& out, WritingFixes& fixes) {
   return fixes.fix(node) && serialise(node, encoding, out);
 }
 
-// Whether a document written in encoding reads back: not so for UTF-7, whose "<" is "+ADw-",
-// nor for encodings that libxml2 writes with a byte order mark it doesn't read.
+// Whether a document written in encoding reads back as it was, text that the encoding can't
+// hold included: not so for UTF-7, whose "<" is "+ADw-", for encodings that libxml2 writes
+// with a byte order mark it doesn't read, nor for those of its converters that put out wrong
+// character references.
 bool readsBack(const std::string& encoding) {
   xmlDocPtr probe = xmlNewDoc(xml("1.0"));
   if (probe == nullptr) {
     return false;
   }
+  const char* const text = "a\xC3\xA4\xE4\xB8\x80\xF0\x9F\x98\x80<&z"; // a, ä, 一, 😀, <, &, z
   bool reads = false;
   std::string bytes;
   xmlNodePtr root = xmlNewDocNode(probe, nullptr, xml("a"), nullptr);
   if (root != nullptr) {
     xmlDocSetRootElement(probe, root);
     if (addDeclaration(probe, "version=\"1.0\" encoding=\"" + encoding + "\"") != nullptr &&
+        xmlSetProp(root, xml("b"), xml(text)) != nullptr &&
+        (xmlNodeAddContent(root, xml(text)), root->children != nullptr) &&
         serialise(reinterpret_cast<xmlNodePtr>(probe), encoding.c_str(), bytes) &&
         bytes.size() <= INT_MAX) {
       xmlDocPtr back = xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,
                                      XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
-      reads = back != nullptr && xmlDocGetRootElement(back) != nullptr &&
-              xmlStrEqual(xmlDocGetRootElement(back)->name, xml("a")) != 0;
+      xmlNodePtr again = back != nullptr ? xmlDocGetRootElement(back) : nullptr;
+      if (again != nullptr) {
+        xmlChar* attribute = xmlGetProp(again, xml("b"));
+        xmlChar* content = xmlNodeGetContent(again);
+        reads = xmlStrEqual(attribute, xml(text)) != 0 && xmlStrEqual(content, xml(text)) != 0;
+        xmlFree(content);
+        xmlFree(attribute);
+      }
       xmlFreeDoc(back);
     }
   }
@@ -534,7 +549,8 @@ bool holds(xmlCharEncodingHandlerPtr encoding, const std::string& text) {
   bool same = false;
   if (in != nullptr && encoded != nullptr && back != nullptr &&
       xmlBufferAdd(in, xml(text.data()), static_cast<int>(text.size())) == 0 &&
-      xmlCharEncOutFunc(encoding, encoded, in) >= 0 && xmlCharEncInFunc(encoding, back, encoded) >= 0) {
+      xmlCharEncOutFunc(encoding, encoded, in) >= 0 &&
+      xmlCharEncInFunc(encoding, back, encoded) >= 0) {
     same = static_cast<std::size_t>(xmlBufferLength(back)) == text.size() &&
            std::memcmp(xmlBufferContent(back), text.data(), text.size()) == 0;
   }
@@ -635,7 +651,8 @@ private:
       xmlBufferPtr buffer = xmlBufferCreate();
       if (buffer != nullptr) {
         xmlDumpNotationTable(buffer, static_cast<xmlNotationTablePtr>(subset->notations));
-        text.append(chars(xmlBufferContent(buffer)), static_cast<std::size_t>(xmlBufferLength(buffer)));
+        text.append(chars(xmlBufferContent(buffer)),
+                    static_cast<std::size_t>(xmlBufferLength(buffer)));
         xmlBufferFree(buffer);
       }
     }
@@ -644,7 +661,8 @@ private:
     xmlBufferPtr buffer = xmlBufferCreate();
     if (buffer != nullptr) {
       xmlDumpElementDecl(buffer, declaration);
-      text.append(chars(xmlBufferContent(buffer)), static_cast<std::size_t>(xmlBufferLength(buffer)));
+      text.append(chars(xmlBufferContent(buffer)),
+                  static_cast<std::size_t>(xmlBufferLength(buffer)));
       xmlBufferFree(buffer);
     }
   }
