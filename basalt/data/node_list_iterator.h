@@ -6,6 +6,8 @@
 #include "basalt/platform/com/xml_dom.h"
 #include "basalt/text/kelp_string.h"
 
+#include <string_view>
+
 // Walks an XML node list node by node, keeping the current node and its attributes so that
 // they can be read by name as typed values, the counterpart of XmlSupport::write_to.
 //
@@ -13,6 +15,10 @@
 // the end the last node stays current, and below 0 (after operator-=) the node it stood on.
 // Walk lists of elements and test atEnd first: a node without attributes has nothing to
 // read, and the reads then throw E_UNEXPECTED; so does stepping while the position is below 0.
+//
+// A list of the platform's DOM is read in place: the node object of a step is made only when
+// iter or get_childList asks for it. Any other list is walked through its nodes' attribute
+// maps.
 //
 // DOM failures are thrown as a 32-bit HRESULT (a LONG). Copies share the DOM objects and move
 // by themselves. One thread at a time, with COM initialised on it.
@@ -51,12 +57,15 @@ public:
 
 private:
   void start();
-  // The node at position and its attributes. E_UNEXPECTED when there is no node there;
-  // thrown is what a failure of the attributes throws (0 for the DOM's own result).
+  // Moves to the node at position: with a list of this platform's DOM only checks that there
+  // is one, else gets it and its attributes. E_UNEXPECTED when there is no node there; thrown
+  // is what a failure of the attributes throws (0 for the DOM's own result).
   void fetch(LONG thrown);
-  // The attribute's text through get_attribute; false when there is none.
-  bool readText(const KELPString& name, KELPString& text);
-  basalt::platform::IXMLDOMNamedNodeMap* attributeMap();
+  // The current node, made when it is first asked for.
+  basalt::platform::IXMLDOMNode* node();
+  // The attribute's value through the list's reader; false when there is none.
+  bool readerText(const KELPString& name, std::string_view& text);
+  template <typename Use> bool readValue(const KELPString& name, Use use);
 
   NodeList list;
   basalt::platform::CComQIPtr<basalt::platform::IXMLDOMNode> current;
@@ -65,6 +74,9 @@ private:
   LONG position = 0;
   LONG length = 0;
   bool started = false;
+  // The list's attribute reader, when it has one: then reads need no node objects.
+  basalt::platform::CComQIPtr<basalt::platform::IXMLDOMNodeListAttributes> reader;
+  LONG at = 0; // the index of the current node
 };
 
 #endif

@@ -4,12 +4,49 @@
 #include "basalt/data/node_list_iterator.h"
 #include "xml_test_support.h"
 
+#include <utility>
+
 namespace {
 
 using namespace basalt::test;
 using NodeList = XmlSupport::NodeList;
 
-class NodeListIteratorTest : public XmlTest {
+// A client's own node list over one of the DOM's: it offers IXMLDOMNodeList alone, so the
+// iterator walks it the general way, with node objects.
+class ClientList final : public plat::IXMLDOMNodeList {
+public:
+  explicit ClientList(NodeList inner) : inner(std::move(inner)) {}
+  plat::HRESULT QueryInterface(const plat::IID& id, void** object) override {
+    if (!plat::IsEqualGUID(id, plat::IUnknown::iid) &&
+        !plat::IsEqualGUID(id, plat::IXMLDOMNodeList::iid)) {
+      *object = nullptr;
+      return plat::E_NOINTERFACE;
+    }
+    AddRef();
+    *object = static_cast<plat::IXMLDOMNodeList*>(this);
+    return plat::S_OK;
+  }
+  plat::ULONG AddRef() override { return ++references; }
+  plat::ULONG Release() override {
+    const plat::ULONG left = --references;
+    if (left == 0) {
+      delete this;
+    }
+    return left;
+  }
+  plat::HRESULT get_item(plat::LONG index, plat::IXMLDOMNode** node) override {
+    return inner->get_item(index, node);
+  }
+  plat::HRESULT get_length(plat::LONG* length) override { return inner->get_length(length); }
+
+private:
+  ~ClientList() = default;
+  NodeList inner;
+  plat::ULONG references = 1;
+};
+
+// Every test walks a list of the DOM's (GetParam() false) and a client's own (true).
+class NodeListIteratorTest : public XmlTest, public ::testing::WithParamInterface<bool> {
 protected:
   // The elements named item of a document made from text.
   NodeList items(const char* text) {
@@ -17,7 +54,16 @@ protected:
     EXPECT_EQ(xml.readXml(fromUtf8(text)), -1) << text;
     NodeList list;
     xml.getList("item", list);
-    return list;
+    return walked(list);
+  }
+
+  NodeList walked(const NodeList& list) {
+    if (!GetParam() || !list) {
+      return list;
+    }
+    NodeList client;
+    client.Attach(new ClientList(list));
+    return client;
   }
 
   std::string idOf(NodeListIterator& iterator) {
@@ -31,7 +77,7 @@ protected:
   XmlSupport xml;
 };
 
-TEST_F(NodeListIteratorTest, NullAndEmptyListsAreAtTheirEnd) {
+TEST_P(NodeListIteratorTest, NullAndEmptyListsAreAtTheirEnd) {
   NodeListIterator none{NodeList()};
   EXPECT_TRUE(none.atEnd());
   EXPECT_TRUE(none.penultimate());
@@ -45,7 +91,7 @@ TEST_F(NodeListIteratorTest, NullAndEmptyListsAreAtTheirEnd) {
   EXPECT_THROW(empty.read("id", text), plat::LONG);
 }
 
-TEST_F(NodeListIteratorTest, PositionsRunFreelyPastBothEnds) {
+TEST_P(NodeListIteratorTest, PositionsRunFreelyPastBothEnds) {
   NodeListIterator one(items("<r><item id='only'/></r>"));
   EXPECT_FALSE(one.atEnd());
   EXPECT_TRUE(one.penultimate());
@@ -82,7 +128,7 @@ TEST_F(NodeListIteratorTest, PositionsRunFreelyPastBothEnds) {
   EXPECT_EQ(idOf(three), "a");
 }
 
-TEST_F(NodeListIteratorTest, ReadsConvertAsFarAsTheTextGoes) {
+TEST_P(NodeListIteratorTest, ReadsConvertAsFarAsTheTextGoes) {
   NodeListIterator it(items("<r><item long='12ab' word='abc' big='99999999999' neg=' -7'"
                             " one='1' zero='0' two='2' True='True' empty=''"
                             " real='2.5e3xyz' tiny='1e-50' text='Zoë'/></r>"));
@@ -118,13 +164,13 @@ TEST_F(NodeListIteratorTest, ReadsConvertAsFarAsTheTextGoes) {
   EXPECT_EQ(utf8(text), "Zoë");
 }
 
-TEST_F(NodeListIteratorTest, NodesWithoutAttributesThrowInsteadOfCrashing) {
+TEST_P(NodeListIteratorTest, NodesWithoutAttributesThrowInsteadOfCrashing) {
   items("<r><item>text<b/></item></r>");
   NodeList item;
   ASSERT_EQ(xml.getList("item", item), plat::S_OK);
   NodeList children;
   ASSERT_EQ(xml.getChildList(item, children, 0), plat::S_OK);
-  NodeListIterator it(children);
+  NodeListIterator it(walked(children));
   EXPECT_EQ(it.size(), 2);
   KELPString text;
   EXPECT_THROW(it.read("x", text), plat::LONG); // a text node has no attribute map
@@ -134,5 +180,7 @@ TEST_F(NodeListIteratorTest, NodesWithoutAttributesThrowInsteadOfCrashing) {
   EXPECT_EQ(it.get_childList()->get_length(&count), plat::S_OK);
   EXPECT_EQ(count, 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(Lists, NodeListIteratorTest, ::testing::Bool());
 
 } // namespace

@@ -181,10 +181,7 @@ TEST_F(XmlSupportTest, MalformedTextLoadsNothingAndThrowsNothing) {
   for (const std::string bytes : {"<?xml version=\"1.0\" encoding=\"UTF-8\"?><a>\xC3\x28</a>",
                                   "<?xml version=\"1.0\" encoding=\"EUC-JP\"?><a>.\xDB\xDB\xDB</a>",
                                   "<?xml version=\"1.0\" encoding=\"x-none\"?><a/>"}) {
-    plat::CComPtr<plat::IStream> stream;
-    stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>(bytes.data()),
-                                          static_cast<plat::UINT>(bytes.size())));
-    EXPECT_EQ(xml.readXml(stream), 0) << bytes;
+    EXPECT_EQ(xml.readXml(streamOf(bytes)), 0) << bytes;
   }
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
   // And the document still works.
@@ -259,11 +256,22 @@ TEST_F(XmlSupportTest, FilesKeepTheDeclaredEncoding) {
   EXPECT_EQ(document->save(path), static_cast<plat::HRESULT>(0x80070003));
   plat::VariantClear(&path);
 
-  // An encoding nobody knows can't be written.
-  ASSERT_EQ(xml.readXml(KELPString("<?xml version=\"1.0\" encoding=\"x-none\"?><a/>")), -1);
-  plat::CComPtr<plat::IStream> stream;
-  stream.Attach(plat::SHCreateMemStream(nullptr, 0));
-  EXPECT_EQ(xml.save_ascii(stream), plat::E_FAIL);
+  // An encoding nobody knows, one whose declaration wouldn't read back ("<" is "+ADw-" in
+  // UTF-7), or one that lacks a character of a name: written in UTF-8, and said so.
+  for (const char* const text :
+       {"<?xml version=\"1.0\" encoding=\"x-none\"?><a/>",
+        "<?xml version=\"1.0\" encoding=\"UTF-7\" standalone=\"yes\"?><a/>",
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><東/>"}) {
+    ASSERT_EQ(xml.readXml(fromUtf8(text)), -1);
+    plat::CComPtr<plat::IStream> stream;
+    stream.Attach(plat::SHCreateMemStream(nullptr, 0));
+    ASSERT_EQ(xml.save_ascii(stream), plat::S_OK);
+    std::string expected = text;
+    const std::size_t quote = expected.find("encoding=\"") + 10;
+    expected.replace(quote, expected.find('"', quote) - quote, "UTF-8");
+    expected.insert(expected.find("?>") + 2, "\n");
+    EXPECT_EQ(bytesOf(stream), expected + "\n");
+  }
 }
 
 TEST_F(XmlSupportTest, TreeOperations) {

@@ -60,6 +60,26 @@ inline KELPString fromUtf8(const std::string& text) {
   return KELPString(wide(text));
 }
 
+// A memory stream that holds the bytes.
+inline plat::CComPtr<plat::IStream> streamOf(const std::string& bytes) {
+  plat::CComPtr<plat::IStream> stream;
+  stream.Attach(plat::SHCreateMemStream(reinterpret_cast<const plat::BYTE*>(bytes.data()),
+                                        static_cast<plat::UINT>(bytes.size())));
+  return stream;
+}
+
+// All that the stream holds, from its start.
+inline std::string bytesOf(plat::IStream* stream) {
+  stream->Seek(0, plat::STREAM_SEEK_SET, nullptr);
+  std::string bytes;
+  char chunk[65536];
+  plat::ULONG got = 0;
+  while (stream->Read(chunk, sizeof chunk, &got) == plat::S_OK && got > 0) {
+    bytes.append(chunk, got);
+  }
+  return bytes;
+}
+
 // The document as text, through XmlSupport.
 inline std::string xmlOf(XmlSupport& xml) {
   KELPString text;

@@ -3,6 +3,7 @@
 #include "basalt/platform/base/utf8.h"
 #include "basalt/platform/com/automation_strings.h"
 #include "basalt/platform/com/xml_document_class.h"
+#include "basalt/platform/com/xml_text_form.h"
 #include "basalt/platform/runtime/paths.h"
 
 #include <algorithm>
@@ -11,15 +12,15 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <libxml/globals.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
-#include <libxml/xmlsave.h>
 #include <libxml/xpath.h>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace basalt::platform {
@@ -41,11 +42,24 @@ std::string utf8Of(BSTR text) {
   return out;
 }
 
-HRESULT giveText(const std::string& utf8Text, BSTR* target) {
+// UTF-8 as an automation string, made in one piece when it is ASCII, as names and numbers are.
+HRESULT giveText(const char* utf8Text, std::size_t size, BSTR* target) {
+  if (std::all_of(utf8Text, utf8Text + size, [](char byte) { return (byte & 0x80) == 0; })) {
+    *target = size <= UINT_MAX ? SysAllocStringLen(nullptr, static_cast<UINT>(size)) : nullptr;
+    if (*target == nullptr) {
+      return E_OUTOFMEMORY;
+    }
+    std::copy(utf8Text, utf8Text + size, *target);
+    return S_OK;
+  }
   std::basic_string<WCHAR> units;
-  utf8::decodeAll(utf8Text, units);
+  utf8::decodeAll(std::string(utf8Text, size), units);
   *target = SysAllocStringLen(units.data(), static_cast<UINT>(units.size()));
   return *target == nullptr ? E_OUTOFMEMORY : S_OK;
+}
+
+HRESULT giveText(const std::string& utf8Text, BSTR* target) {
+  return giveText(utf8Text.data(), utf8Text.size(), target);
 }
 
 // Text that XML 1.0 can carry: no control characters but tab, line feed and carriage
@@ -67,32 +81,7 @@ bool isXmlText(BSTR text) {
   return true;
 }
 
-void quietGenericError(void* /*context*/, const char* /*format*/, ...) {}
 void quietStructuredError(void* /*context*/, xmlErrorPtr /*error*/) {}
-
-// Keeps libxml2 from writing its complaints to the client's standard error while the DOM
-// calls it: what went wrong is told by results. The thread's own handlers come back after.
-class QuietLibxml2 {
-public:
-  QuietLibxml2()
-      : generic(xmlGenericError), genericContext(xmlGenericErrorContext),
-        structured(xmlStructuredError), structuredContext(xmlStructuredErrorContext) {
-    xmlSetGenericErrorFunc(nullptr, quietGenericError);
-    xmlSetStructuredErrorFunc(nullptr, quietStructuredError);
-  }
-  ~QuietLibxml2() {
-    xmlSetGenericErrorFunc(genericContext, generic);
-    xmlSetStructuredErrorFunc(structuredContext, structured);
-  }
-  QuietLibxml2(const QuietLibxml2&) = delete;
-  QuietLibxml2& operator=(const QuietLibxml2&) = delete;
-
-private:
-  xmlGenericErrorFunc generic;
-  void* genericContext;
-  xmlStructuredErrorFunc structured;
-  void* structuredContext;
-};
 
 // Stamps the versions of trees, so that a live list sees every change, of any tree, as new.
 std::atomic<std::uint64_t> lastStamp{0};
@@ -190,16 +179,27 @@ std::string qualifiedName(xmlNodePtr node) {
   return name;
 }
 
-// Whether name is the node's qualified name, without building it.
-bool hasQualifiedName(xmlNodePtr node, const std::string& name) {
-  const char* local = chars(node->name);
-  if (node->ns == nullptr || node->ns->prefix == nullptr) {
-    return name == local;
+// Whether name goes on at at with the zero-ended bytes; at moves past them.
+template <typename Unit>
+bool goesOnWith(std::basic_string_view<Unit> name, std::size_t& at, const char* bytes) {
+  for (; *bytes != 0; ++bytes, ++at) {
+    if (at == name.size() ||
+        static_cast<std::make_unsigned_t<Unit>>(name[at]) != static_cast<unsigned char>(*bytes)) {
+      return false;
+    }
   }
-  const char* prefix = chars(node->ns->prefix);
-  const std::size_t prefixLength = std::strlen(prefix);
-  return name.size() > prefixLength && name.compare(0, prefixLength, prefix) == 0 &&
-         name[prefixLength] == ':' && name.compare(prefixLength + 1, std::string::npos, local) == 0;
+  return true;
+}
+
+// Whether name, in UTF-8 or in units that are all ASCII, is the node's qualified name, without
+// building it.
+template <typename Unit> bool hasQualifiedName(xmlNodePtr node, std::basic_string_view<Unit> name) {
+  std::size_t at = 0;
+  if (node->ns != nullptr && node->ns->prefix != nullptr &&
+      !(goesOnWith(name, at, chars(node->ns->prefix)) && goesOnWith(name, at, ":"))) {
+    return false;
+  }
+  return goesOnWith(name, at, chars(node->name)) && at == name.size();
 }
 
 std::string nodeName(xmlNodePtr node) {
@@ -227,7 +227,8 @@ std::string contentOf(xmlNodePtr node) {
   return text;
 }
 
-xmlAttrPtr findAttribute(xmlNodePtr element, const std::string& name) {
+template <typename Unit>
+xmlAttrPtr findAttribute(xmlNodePtr element, std::basic_string_view<Unit> name) {
   for (xmlAttrPtr attribute = element->properties; attribute != nullptr;
        attribute = attribute->next) {
     if (hasQualifiedName(reinterpret_cast<xmlNodePtr>(attribute), name)) {
@@ -235,6 +236,15 @@ xmlAttrPtr findAttribute(xmlNodePtr element, const std::string& name) {
     }
   }
   return nullptr;
+}
+
+// An ASCII name, as most are, is compared as it came.
+xmlAttrPtr findAttribute(xmlNodePtr element, BSTR name) {
+  const std::basic_string_view<WCHAR> units(name, SysStringLen(name));
+  if (std::all_of(units.begin(), units.end(), [](WCHAR unit) { return unit < 0x80; })) {
+    return findAttribute(element, units);
+  }
+  return findAttribute(element, std::string_view(utf8Of(name)));
 }
 
 // An attribute's text is not offered as nodes: libxml2 frees and remakes it whenever the
@@ -245,11 +255,12 @@ bool hasChildList(xmlNodePtr node) {
 
 // In document order, without recursion: a tree built through the DOM may be deeper than
 // the stack.
-void collectElements(xmlNodePtr from, const std::string& name, std::vector<xmlNodePtr>& found) {
+template <typename Match>
+void collectElements(xmlNodePtr from, Match matches, std::vector<xmlNodePtr>& found) {
   xmlNodePtr at = from->children;
   while (at != nullptr) {
     if (at->type == XML_ELEMENT_NODE) {
-      if (name == "*" || hasQualifiedName(at, name)) {
+      if (matches(at)) {
         found.push_back(at);
       }
       if (at->children != nullptr) {
@@ -264,9 +275,56 @@ void collectElements(xmlNodePtr from, const std::string& name, std::vector<xmlNo
   }
 }
 
+// The value of an attribute, text, comment or processing instruction: in place where it is one
+// piece of text, as most attributes' values are, else put together in made.
+std::string_view valueOf(xmlNodePtr node, std::string& made) {
+  xmlNodePtr holder = node;
+  if (node->type == XML_ATTRIBUTE_NODE) {
+    xmlNodePtr only = node->children;
+    if (only == nullptr) {
+      return std::string_view();
+    }
+    if (only->next != nullptr || only->type != XML_TEXT_NODE) {
+      made = contentOf(node);
+      return made;
+    }
+    holder = only;
+  }
+  return holder->content != nullptr ? std::string_view(chars(holder->content)) : std::string_view();
+}
+
+HRESULT nodeValueOf(xmlNodePtr node, VARIANT* value) {
+  if (value == nullptr) {
+    return E_POINTER;
+  }
+  VariantInit(value);
+  switch (node->type) {
+  case XML_ATTRIBUTE_NODE:
+  case XML_TEXT_NODE:
+  case XML_CDATA_SECTION_NODE:
+  case XML_COMMENT_NODE:
+  case XML_PI_NODE: {
+    std::string made;
+    const std::string_view content = valueOf(node, made);
+    BSTR text = nullptr;
+    const HRESULT result = giveText(content.data(), content.size(), &text);
+    if (SUCCEEDED(result)) {
+      value->vt = VT_BSTR;
+      value->bstrVal = text;
+    }
+    return result;
+  }
+  default:
+    value->vt = VT_NULL;
+    return S_FALSE;
+  }
+}
+
 // A list over a node: its children or its elements of one name, read again whenever the tree
 // has changed since; or a fixed selection.
-class DomNodeList final : public IXMLDOMNodeList, private Counted {
+class DomNodeList final : public IXMLDOMNodeList,
+                          public IXMLDOMNodeListAttributes,
+                          private Counted {
 public:
   enum Kind { Children, Elements, Fixed };
 
@@ -280,10 +338,39 @@ public:
   }
 
   HRESULT QueryInterface(REFIID id, void** object) override {
-    return queryOne<IXMLDOMNodeList>(this, id, object);
+    if (object == nullptr) {
+      return E_POINTER;
+    }
+    if (IsEqualGUID(id, IUnknown::iid) || IsEqualGUID(id, IXMLDOMNodeList::iid)) {
+      return give(static_cast<IXMLDOMNodeList*>(this), object);
+    }
+    if (IsEqualGUID(id, IXMLDOMNodeListAttributes::iid)) {
+      return give(static_cast<IXMLDOMNodeListAttributes*>(this), object);
+    }
+    *object = nullptr;
+    return E_NOINTERFACE;
   }
   ULONG AddRef() override { return addRef(); }
   ULONG Release() override { return release(); }
+
+  HRESULT getItemAttributeText(LONG index, BSTR name, const char** text, UINT* length) override {
+    if (text == nullptr || length == nullptr) {
+      return E_POINTER;
+    }
+    refresh();
+    if (index < 0 || static_cast<std::size_t>(index) >= nodes.size() ||
+        nodes[static_cast<std::size_t>(index)]->type != XML_ELEMENT_NODE) {
+      return E_UNEXPECTED;
+    }
+    xmlAttrPtr attribute = findAttribute(nodes[static_cast<std::size_t>(index)], name);
+    if (attribute == nullptr) {
+      return S_FALSE;
+    }
+    const std::string_view value = valueOf(reinterpret_cast<xmlNodePtr>(attribute), made);
+    *text = value.empty() ? "" : value.data();
+    *length = static_cast<UINT>(value.size());
+    return S_OK;
+  }
 
   HRESULT get_item(LONG index, IXMLDOMNode** node) override {
     if (node == nullptr) {
@@ -323,7 +410,12 @@ private:
     nodes.clear();
     xmlNodePtr from = source->node();
     if (kind == Elements) {
-      collectElements(from, name, nodes);
+      collectElements(
+          from,
+          [this](xmlNodePtr element) {
+            return name == "*" || hasQualifiedName(element, std::string_view(name));
+          },
+          nodes);
     } else if (hasChildList(from)) {
       for (xmlNodePtr child = from->children; child != nullptr; child = child->next) {
         nodes.push_back(child);
@@ -337,24 +429,30 @@ private:
   TreePtr tree;
   std::uint64_t stamp = 0;
   std::vector<xmlNodePtr> nodes;
+  std::string made; // the last attribute value put together for getItemAttributeText
 };
 
-class DomAttributeMap final : public IXMLDOMNamedNodeMap, private Counted {
+// The attribute map of an element: a part of the element's object, counted with it, so that
+// asking for it makes nothing.
+class DomAttributeMap final : public IXMLDOMNamedNodeMap {
 public:
-  explicit DomAttributeMap(NodeCore* element) : element(element) { element->AddRef(); }
+  explicit DomAttributeMap(NodeCore* element) : element(element) {}
+  ~DomAttributeMap() = default;
+  DomAttributeMap(const DomAttributeMap&) = delete;
+  DomAttributeMap& operator=(const DomAttributeMap&) = delete;
 
   HRESULT QueryInterface(REFIID id, void** object) override {
     return queryOne<IXMLDOMNamedNodeMap>(this, id, object);
   }
-  ULONG AddRef() override { return addRef(); }
-  ULONG Release() override { return release(); }
+  ULONG AddRef() override { return element->AddRef(); }
+  ULONG Release() override { return element->Release(); }
 
   HRESULT getNamedItem(BSTR name, IXMLDOMNode** node) override {
     if (node == nullptr) {
       return E_POINTER;
     }
     *node = nullptr;
-    xmlAttrPtr attribute = findAttribute(element->node(), utf8Of(name));
+    xmlAttrPtr attribute = findAttribute(element->node(), name);
     if (attribute == nullptr) {
       return S_FALSE;
     }
@@ -363,33 +461,8 @@ public:
   }
 
 private:
-  ~DomAttributeMap() override { element->Release(); }
-
-  NodeCore* element; // counted
+  NodeCore* element; // the object this map is part of
 };
-
-// Serialises a node; a document without libxml2's own declaration, since the declaration is
-// a node of its own here.
-bool serialise(xmlNodePtr node, const char* encoding, std::string& out) {
-  const QuietLibxml2 quiet;
-  xmlBufferPtr buffer = xmlBufferCreate();
-  if (buffer == nullptr) {
-    return false;
-  }
-  // Grown by exact sizes, every write would copy the whole text so far.
-  xmlBufferSetAllocationScheme(buffer, XML_BUFFER_ALLOC_DOUBLEIT);
-  bool done = false;
-  if (xmlSaveCtxtPtr save = xmlSaveToBuffer(buffer, encoding, XML_SAVE_FORMAT | XML_SAVE_NO_DECL)) {
-    done = (node->type == XML_DOCUMENT_NODE ? xmlSaveDoc(save, reinterpret_cast<xmlDocPtr>(node))
-                                            : xmlSaveTree(save, node)) >= 0;
-    done = xmlSaveClose(save) >= 0 && done;
-  }
-  if (done) {
-    out.assign(chars(xmlBufferContent(buffer)), static_cast<std::size_t>(xmlBufferLength(buffer)));
-  }
-  xmlBufferFree(buffer);
-  return done;
-}
 
 HRESULT xmlOf(xmlNodePtr node, BSTR* text) {
   if (text == nullptr) {
@@ -401,35 +474,10 @@ HRESULT xmlOf(xmlNodePtr node, BSTR* text) {
     xmlChar* escaped = xmlEncodeSpecialChars(node->doc, xml(contentOf(node)));
     out = qualifiedName(node) + "=\"" + (escaped != nullptr ? chars(escaped) : "") + "\"";
     xmlFree(escaped);
-  } else if (!serialise(node, "UTF-8", out)) {
+  } else if (!writeXmlText(node, out)) {
     return E_OUTOFMEMORY;
   }
   return giveText(out, text);
-}
-
-HRESULT nodeValueOf(xmlNodePtr node, VARIANT* value) {
-  if (value == nullptr) {
-    return E_POINTER;
-  }
-  VariantInit(value);
-  switch (node->type) {
-  case XML_ATTRIBUTE_NODE:
-  case XML_TEXT_NODE:
-  case XML_CDATA_SECTION_NODE:
-  case XML_COMMENT_NODE:
-  case XML_PI_NODE: {
-    BSTR text = nullptr;
-    const HRESULT result = giveText(contentOf(node), &text);
-    if (SUCCEEDED(result)) {
-      value->vt = VT_BSTR;
-      value->bstrVal = text;
-    }
-    return result;
-  }
-  default:
-    value->vt = VT_NULL;
-    return S_FALSE;
-  }
 }
 
 HRESULT selectFrom(NodeCore* source, BSTR query, IXMLDOMNodeList** list) {
@@ -442,13 +490,37 @@ HRESULT selectFrom(NodeCore* source, BSTR query, IXMLDOMNodeList** list) {
     return E_FAIL;
   }
   TreePtr tree = source->tree();
+  const std::string expression = utf8Of(query);
+  // ".//name", the search XmlSupport makes: the elements below of that name in no namespace,
+  // in document order, as XPath selects them, found without evaluating XPath.
+  if (expression.size() > 3 && expression.compare(0, 3, ".//") == 0 &&
+      xmlValidateNCName(xml(expression.substr(3)), 0) == 0) {
+    const char* name = expression.c_str() + 3;
+    // A parsed document's names are in its dictionary, each once: mostly compared by address.
+    const xmlChar* known =
+        tree->doc->dict != nullptr ? xmlDictExists(tree->doc->dict, xml(name), -1) : nullptr;
+    std::vector<xmlNodePtr> nodes;
+    try {
+      collectElements(
+          context,
+          [name, known](xmlNodePtr element) {
+            return element->ns == nullptr &&
+                   (element->name == known || (element->name[0] == static_cast<xmlChar>(name[0]) &&
+                                               std::strcmp(chars(element->name), name) == 0));
+          },
+          nodes);
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;
+    }
+    *list = new (std::nothrow) DomNodeList(source, tree, std::move(nodes));
+    return *list == nullptr ? E_OUTOFMEMORY : S_OK;
+  }
   xmlXPathContextPtr xpath = xmlXPathNewContext(tree->doc);
   if (xpath == nullptr) {
     return E_OUTOFMEMORY;
   }
   xpath->node = context;
   xpath->error = quietStructuredError;
-  const std::string expression = utf8Of(query);
   xmlXPathObjectPtr result = xmlXPathEvalExpression(xml(expression), xpath);
   HRESULT outcome = E_FAIL;
   if (result != nullptr && result->type == XPATH_NODESET) {
@@ -733,8 +805,9 @@ public:
     if (xmlNode->type != XML_ELEMENT_NODE) {
       return S_FALSE;
     }
-    *map = new (std::nothrow) DomAttributeMap(this);
-    return *map == nullptr ? E_OUTOFMEMORY : S_OK;
+    attributeMap.AddRef();
+    *map = &attributeMap;
+    return S_OK;
   }
   HRESULT appendChild(IXMLDOMNode* child, IXMLDOMNode** added) override {
     return appendTo(this, child, added);
@@ -756,7 +829,7 @@ public:
     if (value == nullptr) {
       return E_POINTER;
     }
-    xmlAttrPtr attribute = findAttribute(xmlNode, utf8Of(name));
+    xmlAttrPtr attribute = findAttribute(xmlNode, name);
     if (attribute == nullptr) {
       VariantInit(value);
       value->vt = VT_NULL;
@@ -775,7 +848,7 @@ public:
     const std::string qualified = utf8Of(name);
     if (!isXmlText(text.bstrVal)) {
       result = E_INVALIDARG;
-    } else if (xmlAttrPtr existing = findAttribute(xmlNode, qualified)) {
+    } else if (xmlAttrPtr existing = findAttribute(xmlNode, std::string_view(qualified))) {
       result =
           xmlSetNsProp(xmlNode, existing->ns, existing->name, xml(utf8Of(text.bstrVal))) == nullptr
               ? E_OUTOFMEMORY
@@ -804,6 +877,7 @@ private:
   DomDocument* ownerDocument; // counted
   TreePtr nodeTree;
   xmlNodePtr xmlNode;
+  DomAttributeMap attributeMap{this};
 };
 
 IXMLDOMNode* wrap(DomDocument* owner, const TreePtr& tree, xmlNodePtr node) {
@@ -819,87 +893,9 @@ IXMLDOMNode* wrap(DomDocument* owner, const TreePtr& tree, xmlNodePtr node) {
   return new (std::nothrow) DomNode(owner, tree, node);
 }
 
-// The text between "<?xml" and "?>" when the input starts with an XML declaration, in any of
-// the encodings a parser recognises by its first bytes; empty when there is none.
-std::string declarationOf(const char* bytes, std::size_t size) {
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes);
-  std::size_t at = 0;
-  std::size_t step = 1;
-  std::size_t offset = 0; // of the byte that carries the character in each unit
-  if (size >= 3 && data[0] == 0xEF && data[1] == 0xBB && data[2] == 0xBF) {
-    at = 3;
-  } else if (size >= 2 && data[0] == 0xFF && data[1] == 0xFE) {
-    at = 2, step = 2;
-  } else if (size >= 2 && data[0] == 0xFE && data[1] == 0xFF) {
-    at = 2, step = 2, offset = 1;
-  } else if (size >= 2 && data[0] == '<' && data[1] == 0) {
-    step = 2;
-  } else if (size >= 2 && data[0] == 0 && data[1] == '<') {
-    step = 2, offset = 1;
-  }
-  std::string ascii;
-  for (std::size_t i = at; i + step <= size && ascii.size() < 4096; i += step) {
-    const unsigned char other = step == 2 ? data[i + 1 - offset] : 0;
-    if (other != 0 || data[i + offset] >= 0x80) {
-      break;
-    }
-    ascii += static_cast<char>(data[i + offset]);
-    if (ascii.size() >= 2 && ascii.compare(ascii.size() - 2, 2, "?>") == 0) {
-      break;
-    }
-  }
-  if (ascii.size() < 8 || ascii.compare(0, 5, "<?xml") != 0 ||
-      std::strchr(" \t\r\n", ascii[5]) == nullptr ||
-      ascii.compare(ascii.size() - 2, 2, "?>") != 0) {
-    return std::string();
-  }
-  const std::size_t first = ascii.find_first_not_of(" \t\r\n", 5);
-  const std::size_t last = ascii.find_last_not_of(" \t\r\n", ascii.size() - 3);
-  return first > last ? std::string() : ascii.substr(first, last - first + 1);
-}
-
-// The encoding that the document's declaration names; empty when it names none.
-std::string declaredEncoding(xmlDocPtr doc) {
-  xmlNodePtr first = doc->children;
-  if (first == nullptr || first->type != XML_PI_NODE ||
-      std::strcmp(chars(first->name), "xml") != 0) {
-    return std::string();
-  }
-  const std::string data = contentOf(first);
-  const std::size_t key = data.find("encoding");
-  if (key == std::string::npos) {
-    return std::string();
-  }
-  const std::size_t quote = data.find_first_of("\"'", key);
-  if (quote == std::string::npos) {
-    return std::string();
-  }
-  const std::size_t end = data.find(data[quote], quote + 1);
-  return end == std::string::npos ? std::string() : data.substr(quote + 1, end - quote - 1);
-}
-
 HRESULT DomDocument::parse(const char* bytes, std::size_t size, bool unicodeText,
                            VARIANT_BOOL* success) {
-  const QuietLibxml2 quiet;
-  int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOBLANKS;
-  if (unicodeText) {
-    options |= XML_PARSE_IGNORE_ENC;
-  }
-  xmlDocPtr doc = size <= INT_MAX ? xmlReadMemory(bytes, static_cast<int>(size), nullptr,
-                                                  unicodeText ? "UTF-8" : nullptr, options)
-                                  : nullptr;
-  const std::string declaration = doc != nullptr ? declarationOf(bytes, size) : std::string();
-  if (doc != nullptr && !declaration.empty()) {
-    xmlNodePtr instruction = xmlNewDocPI(doc, xml("xml"), xml(declaration));
-    if (instruction == nullptr) {
-      xmlFreeDoc(doc);
-      doc = nullptr;
-    } else if (doc->children != nullptr) {
-      xmlAddPrevSibling(doc->children, instruction);
-    } else {
-      xmlAddChild(reinterpret_cast<xmlNodePtr>(doc), instruction);
-    }
-  }
+  xmlDocPtr doc = readXmlDocument(bytes, size, unicodeText);
   const bool parsed = doc != nullptr;
   if (doc == nullptr) {
     doc = xmlNewDoc(xml("1.0"));
@@ -995,23 +991,9 @@ HRESULT writeFile(const std::string& path, const std::string& bytes) {
 }
 
 HRESULT DomDocument::save(VARIANT destination) {
-  const QuietLibxml2 quiet;
-  const std::string encoding = declaredEncoding(current->doc);
-  if (!encoding.empty()) {
-    xmlCharEncodingHandlerPtr handler = xmlFindCharEncodingHandler(encoding.c_str());
-    if (handler == nullptr) {
-      return E_FAIL;
-    }
-    xmlCharEncCloseFunc(handler);
-  }
   std::string bytes;
-  if (!serialise(node(), encoding.empty() ? "UTF-8" : encoding.c_str(), bytes)) {
-    return E_FAIL;
-  }
-  // An encoding in which the declaration itself comes out unreadable (UTF-7 writes "<" as
-  // "+ADw-") would make a file that no parser reads back: refused like an unknown one.
-  if (!encoding.empty() && declarationOf(bytes.data(), bytes.size()).empty()) {
-    return E_FAIL;
+  if (!writeXmlDocument(current->doc, bytes)) {
+    return E_OUTOFMEMORY;
   }
   if (destination.vt == VT_BSTR) {
     return writeFile(toOsPath(destination.bstrVal), bytes);

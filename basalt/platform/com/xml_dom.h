@@ -8,12 +8,17 @@
 // Documents are made with CoCreateInstance and one of the three class ids below; all three
 // behave alike and differ only in the class id that IPersist::GetClassID gives.
 //
-// Loading drops text nodes that hold white space alone between elements (unless
-// xml:space="preserve" says otherwise), reads neither external entities nor DTDs from the
-// network, and keeps the XML declaration as a processing instruction named "xml", the first
-// child of the document. Saving writes the children of the document in order, elements
-// indented by two blanks, lines ended by "\n", in the encoding that this declaration names
-// (UTF-8 without one) and with character references for what that encoding can't hold.
+// Loading keeps the document as it is written, entity references as references, but for text
+// of white space alone that only separates markup: among children that are elements, comments
+// or processing instructions and no other text, CDATA section or entity reference, unless
+// xml:space="preserve" holds there. It reads no external entity or DTD, and keeps the XML
+// declaration as a processing instruction named "xml", the first child of the document.
+// Saving writes back what was loaded (declaration, DOCTYPE with its internal subset, tree),
+// elements indented by two blanks only where loading drops that white space again, lines
+// ended by "\n", in the encoding that the declaration names (UTF-8 without one) with
+// character references where text needs them. When that encoding isn't known, doesn't read
+// back, or can't hold a name, comment, processing instruction or CDATA section of the
+// document, the document is written in UTF-8 with a declaration that names UTF-8.
 
 #include "basalt/export.h"
 #include "basalt/platform/com/com.h"
@@ -131,7 +136,7 @@ public:
   // From text; a declared encoding is not used, the text is Unicode already.
   virtual HRESULT loadXML(BSTR text, VARIANT_BOOL* success) = 0;
   // To a file (VT_BSTR with a path) or a stream (VT_UNKNOWN). E_FAIL when the file can't be
-  // written, or the declaration names an encoding that isn't known.
+  // written, E_OUTOFMEMORY when memory runs out.
   virtual HRESULT save(VARIANT destination) = 0;
 
 protected:
@@ -148,6 +153,22 @@ public:
 
 protected:
   ~IXMLDOMNodeList() = default;
+};
+
+// Offered by this DOM's node lists beside IXMLDOMNodeList: the value of an attribute of the
+// node at an index, read in place, without objects for the node or the attribute, for walks
+// that only read through the nodes.
+class IXMLDOMNodeListAttributes : public IUnknown {
+public:
+  static constexpr IID iid = {
+      0x6B1F3C52, 0x8D04, 0x4E9A, {0xA1, 0x7C, 0x2E, 0x5B, 0x90, 0x4D, 0x13, 0xF8}};
+  // The value of the named attribute of the node at index, as UTF-8 of length bytes; it
+  // stays valid until the next call on this list or change of the document. S_FALSE when
+  // the node has no such attribute; E_UNEXPECTED when it is no element or there is none.
+  virtual HRESULT getItemAttributeText(LONG index, BSTR name, const char** text, UINT* length) = 0;
+
+protected:
+  ~IXMLDOMNodeListAttributes() = default;
 };
 
 class IXMLDOMNamedNodeMap : public IUnknown {
