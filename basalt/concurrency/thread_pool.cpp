@@ -66,12 +66,13 @@ void* WorkerThread::work(void* /*unused*/) {
       if (pool->shutdown != 0) {
         return nullptr;
       }
-      const int wasFull = queue.Full();
       request = queue.GetRequest();
       if (queue.Empty() != 0) {
         pool->drained->signal();
       }
-      if (wasFull != 0) {
+      // Callers wait only on a full queue, so each place freed while one waits wakes one:
+      // however they interleave, no caller sleeps beside a free place.
+      if (pool->waitingForRoom != 0) {
         pool->spaceAvailable->signal();
       }
       // Recorded before poolLock goes, so that a clear finds the request in the queue or
@@ -151,8 +152,9 @@ ThreadPool::~ThreadPool() {
   {
     PavaneSynchronized guard(poolLock);
     closing = 1;
-    // Every queued request still runs.
-    while (queue->Empty() == 0) {
+    // Every queued request still runs. A clear may empty the queue as well; it wakes this
+    // wait as it leaves, and the pool isn't taken down under it.
+    while (queue->Empty() == 0 || clearing != 0) {
       drained->wait();
     }
   }
@@ -220,9 +222,16 @@ std::uint32_t ThreadPool::addRequestToPool(WorkFunction function, FlaggedArg* ar
   return id;
 }
 
-void ThreadPool::make_room_known(bool wasFull) {
-  if (wasFull && queue->Full() == 0) {
-    spaceAvailable->broadcast();
+void ThreadPool::make_room_known() {
+  if (waitingForRoom != 0 && queue->Full() == 0) {
+    spaceAvailable->broadcast(); // a clear may have freed more than one place
+  }
+}
+
+void ThreadPool::end_clear() {
+  PavaneSynchronized guard(poolLock);
+  if (--clearing == 0 && closing != 0) {
+    drained->signal();
   }
 }
 
@@ -243,19 +252,20 @@ void ThreadPool::ClearRequests(ThreadRequester* requester) {
   std::exception_ptr failure;
   {
     PavaneSynchronized guard(poolLock);
-    const bool wasFull = queue->Full() != 0;
+    ++clearing; // until end_clear: the destructor doesn't take the pool down under a clear
     try {
       queue->RemoveRequestsFromQueue(requester);
     } catch (...) {
       failure = std::current_exception(); // every request of requester is gone all the same
     }
-    make_room_known(wasFull);
+    make_room_known();
   }
   // Idle workers have a null requester too.
   if (requester != nullptr) {
     stop_workers(
         [requester](const WorkerThread& worker) { return worker.workingFor(requester) != 0; });
   }
+  end_clear();
   if (failure) {
     std::rethrow_exception(failure);
   }
@@ -265,15 +275,17 @@ void ThreadPool::ClearThisRequest(std::uint32_t id) {
   if (id == 0) {
     return;
   }
+  bool removed = false;
   {
     PavaneSynchronized guard(poolLock);
-    const bool wasFull = queue->Full() != 0;
-    if (queue->RemoveRequestFromQueue(id) != 0) {
-      make_room_known(wasFull);
-      return;
-    }
+    ++clearing;
+    removed = queue->RemoveRequestFromQueue(id) != 0; // ids are unique: it doesn't throw here
+    make_room_known();
   }
-  stop_workers([id](const WorkerThread& worker) { return worker.doingRequest(id) != 0; });
+  if (!removed) {
+    stop_workers([id](const WorkerThread& worker) { return worker.doingRequest(id) != 0; });
+  }
+  end_clear();
 }
 
 ThreadRequester::ThreadRequester(ThreadPool* pool) : pool(pool) {}
