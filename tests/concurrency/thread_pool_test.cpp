@@ -1,14 +1,10 @@
 #include "basalt/concurrency/flag.h"
 #include "basalt/concurrency/thread_pool.h"
 #include "basalt/errors/base_error.h"
-#include "basalt/platform/base/thread_state.h"
-#include "basalt/platform/threads/thread_interruption.h"
+#include "support/bounded_wait.h"
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <deque>
 #include <future>
 #include <gtest/gtest.h>
@@ -22,6 +18,9 @@ using basalt::FlaggedArg;
 using basalt::ThreadPool;
 using basalt::ThreadRequester;
 using basalt::WorkerThread;
+using basalt::test::await;
+using basalt::test::finish;
+using basalt::test::startBlocked;
 
 // One request of a test: what its function is to do, and what it saw.
 struct Job {
@@ -80,46 +79,6 @@ void* cleanJob(void* data) {
 
 std::uint32_t submit(ThreadRequester& requester, Job& job) {
   return requester.request(runJob, new FlaggedArg(&job), cleanJob, &job);
-}
-
-// Long enough for a loaded machine under a sanitizer; a wait that outlasts it is a hang.
-constexpr auto bound = std::chrono::seconds(60);
-
-// Threads stuck in the pool can't be joined: a hang is reported and ends the process.
-[[noreturn]] void hung(const char* what) {
-  ADD_FAILURE() << what << " still waits after " << bound.count() << " s";
-  std::fflush(stdout);
-  std::_Exit(1);
-}
-
-template <class Condition> void await(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + bound;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      hung("a condition of the test");
-    }
-    std::this_thread::yield();
-  }
-}
-
-// Runs body on a thread of its own and waits for it, within the bound.
-template <class Body> void finish(const char* what, Body body) {
-  auto done = std::async(std::launch::async, body);
-  if (done.wait_for(bound) != std::future_status::ready) {
-    hung(what);
-  }
-  done.get();
-}
-
-// Starts body on a thread of its own and returns once that thread is blocked in the pool.
-template <class Body> std::future<void> startBlocked(Body body) {
-  std::atomic<plat::DWORD> id{0};
-  auto done = std::async(std::launch::async, [&id, body] {
-    id = plat::GetCurrentThreadId();
-    body();
-  });
-  await([&] { return id != 0 && plat::blockedInThreadLibrary(id); });
-  return done;
 }
 
 // Submits a job held at the gate of open and waits until its worker has it.
