@@ -114,6 +114,19 @@ void WorkerThread::runRequest(const Request& request) {
   }
 }
 
+namespace {
+
+// What idle workers wait on: a request usually comes within a moment of the last, so a worker
+// looks for a while before it sleeps, and the caller seldom has to wake it.
+class RequestCondition : public PavaneCondition {
+public:
+  explicit RequestCondition(PavaneMutex* mutex) : PavaneCondition(mutex) {
+    spinBeforeSleeping(100);
+  }
+};
+
+} // namespace
+
 ThreadPool::ThreadPool() : ThreadPool(20, 10, 50) {}
 
 ThreadPool::ThreadPool(unsigned short threadCount, unsigned short queueSize,
@@ -132,7 +145,7 @@ void ThreadPool::create_pool(unsigned short threadCount, unsigned short queueSiz
   currentThreads = threadCount;
   this->maxThreads = maxThreads;
   drained = new PavaneCondition(&poolLock);
-  requestAvailable = new PavaneCondition(&poolLock);
+  requestAvailable = new RequestCondition(&poolLock);
   spaceAvailable = new PavaneCondition(&poolLock);
   workersGone = new PavaneCondition(&threadsLock);
   try {

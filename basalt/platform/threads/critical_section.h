@@ -15,8 +15,8 @@ class ThreadWaiter;
 // each; only a thread that finds it taken goes to the kernel, and only then does leaving.
 struct CRITICAL_SECTION {
   std::atomic<std::uint32_t> state; // one of the three below
+  unsigned int depth;               // the owner's entries; this and the last, the owner's alone
   std::atomic<void*> owner;         // the holding thread, null when free
-  unsigned int depth;               // the owner's entries; this and the next, the owner's alone
   ThreadWaiter* wakeOnLeave;        // notified while the section was held: woken as it is freed
 };
 

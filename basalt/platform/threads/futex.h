@@ -17,6 +17,11 @@ bool wait(std::atomic<std::uint32_t>& word, std::uint32_t expected, const timesp
 // Wakes up to count threads sleeping on word.
 void wake(std::atomic<std::uint32_t>& word, int count);
 
+// A moment's rest in a loop that looks at a word another processor is to change.
+inline void pause() {
+  __builtin_ia32_pause();
+}
+
 } // namespace basalt::platform::futex
 
 #endif

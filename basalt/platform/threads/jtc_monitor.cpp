@@ -68,7 +68,7 @@ unsigned int JTCMonitor::enterWaitSet() {
 
 void JTCMonitor::awaitNotification(unsigned int held, bool relock, const timespec* deadline) {
   ThreadWaiter& waiter = ThreadWaiter::current();
-  waiter.block(deadline);
+  waiter.block(deadline, spins);
   // A notified waiter is out of the wait set already: notify takes out whom it wakes. Any
   // other takes itself out under the lock, unless a notification came in the meantime.
   const bool locked = !waiter.notified();

@@ -57,6 +57,11 @@ protected:
   // Whether the wait set holds anybody, read without the lock: good while nobody can join,
   // such as under a lock that every waiter holds while it joins.
   bool hasWaiters() const { return waiterCount.load(std::memory_order_relaxed) != 0; }
+  // How often a waiter looks for its notification before it sleeps: for a monitor whose
+  // notifications come within a moment, such as the one a pool's idle workers wait on, the
+  // looks spare both threads the kernel. 0, the default, for all others: looking costs a
+  // thread that shares its processor with the notifier.
+  void spinBeforeSleeping(unsigned int times) { spins = times; }
   // The deadline of a wait of timeout milliseconds from now, for awaitNotification.
   static timespec deadlineAfter(LONG timeout);
 
@@ -69,6 +74,7 @@ private:
   ThreadWaiter* firstWaiter = nullptr; // the wait set, in the order of waiting
   ThreadWaiter* lastWaiter = nullptr;
   std::atomic<unsigned int> waiterCount{0}; // in the wait set; changed under the lock
+  unsigned int spins = 0;
 };
 
 // The same monitor under the name of the thread library's lighter kind: here both are one

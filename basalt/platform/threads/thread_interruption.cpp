@@ -95,11 +95,12 @@ struct WaiterReturn {
 } // namespace
 
 ThreadWaiter& ThreadWaiter::current() {
-  if (threadWaiter == nullptr) {
-    threadWaiter = acquire();
+  ThreadWaiter* waiter = threadWaiter;
+  if (waiter == nullptr) {
+    waiter = threadWaiter = acquire();
     thread_local WaiterReturn giveBack;
   }
-  return *threadWaiter;
+  return *waiter;
 }
 
 // Waiters are never freed: a notifier may still be waking the word of a thread that has just
@@ -140,7 +141,12 @@ bool ThreadWaiter::begin() {
   return true;
 }
 
-void ThreadWaiter::block(const timespec* deadline) {
+void ThreadWaiter::block(const timespec* deadline, unsigned int spins) {
+  // A notification that comes within the looks before the first sleep costs neither thread a
+  // trip to the kernel.
+  for (; spins > 0 && word.load(std::memory_order_relaxed) == 0; --spins) {
+    futex::pause();
+  }
   for (;;) {
     std::uint32_t seen = word.load(std::memory_order_acquire);
     if ((seen & notifiedBit) != 0) {

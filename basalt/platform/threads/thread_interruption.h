@@ -44,8 +44,9 @@ public:
   // Registers the thread as blocked; false, with one interruption used up, when one is pending.
   // Must be followed by finish() when it returned true.
   bool begin();
-  // Blocks until notified, interrupted, or the deadline on CLOCK_MONOTONIC (null: none).
-  void block(const timespec* deadline);
+  // Blocks until notified, interrupted, or the deadline on CLOCK_MONOTONIC (null: none),
+  // looking for the notification up to spins times before it first sleeps.
+  void block(const timespec* deadline, unsigned int spins);
   // Ends the registration. True, with the interruption used up, when the wait is to throw:
   // interrupted and not notified. The caller has taken the waiter out of its wait set.
   bool finish();
