@@ -1,5 +1,6 @@
 // The library's locks and conditions against the standard library's, called through the
-// shared library as a client does.
+// shared library as a client does: uncontended, handed between two threads, broadcast to
+// several, and the reader-writer lock shared by four threads.
 
 #include "basalt/concurrency/pavane_condition.h"
 #include "basalt/concurrency/pavane_mutex.h"
@@ -115,6 +116,153 @@ void StdSharedMutexWrite(benchmark::State& state) {
   }
 }
 BENCHMARK(StdSharedMutexWrite);
+
+// Four threads share one lock and an array that readers sum and writers change; range(0) is
+// the share of reads in percent. Throughput: items per second over all threads.
+constexpr int sharedCells = 16;
+
+template <class Lock, class Read, class Write>
+void contended(benchmark::State& state, Lock& lock, Read readLock, Write writeLock) {
+  static long cells[sharedCells];
+  const int readShare = static_cast<int>(state.range(0));
+  long seen = 0;
+  // Each thread starts elsewhere in the pattern of reads and writes.
+  int turn = state.thread_index() * 7;
+  for (auto _ : state) {
+    if (++turn % 100 < readShare) {
+      readLock(lock, [&] {
+        for (const long cell : cells) {
+          seen += cell;
+        }
+      });
+    } else {
+      writeLock(lock, [&] {
+        for (long& cell : cells) {
+          ++cell;
+        }
+      });
+    }
+  }
+  benchmark::DoNotOptimize(seen);
+  state.SetItemsProcessed(state.iterations());
+}
+
+void ReadWriteLockContended(benchmark::State& state) {
+  static basalt::ReadWriteLock lock;
+  contended(
+      state, lock,
+      [](basalt::ReadWriteLock& held, auto read) {
+        basalt::PavaneSynchronizedRead guard(held);
+        read();
+      },
+      [](basalt::ReadWriteLock& held, auto write) {
+        basalt::PavaneSynchronizedWrite guard(held);
+        write();
+      });
+}
+BENCHMARK(ReadWriteLockContended)->Arg(90)->Arg(50)->Threads(4)->UseRealTime();
+
+void StdSharedMutexContended(benchmark::State& state) {
+  static std::shared_mutex lock;
+  contended(
+      state, lock,
+      [](std::shared_mutex& held, auto read) {
+        const std::shared_lock<std::shared_mutex> guard(held);
+        read();
+      },
+      [](std::shared_mutex& held, auto write) {
+        const std::lock_guard<std::shared_mutex> guard(held);
+        write();
+      });
+}
+BENCHMARK(StdSharedMutexContended)->Arg(90)->Arg(50)->Threads(4)->UseRealTime();
+
+// One round: this thread wakes three waiters at once and waits until the last has answered.
+constexpr int broadcastWaiters = 3;
+
+void PavaneConditionBroadcast(benchmark::State& state) {
+  basalt::PavaneMutex mutex;
+  basalt::PavaneCondition go(&mutex);
+  basalt::PavaneCondition answered(&mutex);
+  long round = 0;  // -1: stop
+  int pending = 0; // waiters yet to answer this round
+  std::thread waiters[broadcastWaiters];
+  for (std::thread& waiter : waiters) {
+    waiter = std::thread([&] {
+      basalt::PavaneSynchronized guard(mutex);
+      for (long seen = 0;;) {
+        while (round == seen) {
+          go.wait();
+        }
+        if (round < 0) {
+          return;
+        }
+        seen = round;
+        if (--pending == 0) {
+          answered.signal();
+        }
+      }
+    });
+  }
+  for (auto _ : state) {
+    basalt::PavaneSynchronized guard(mutex);
+    pending = broadcastWaiters;
+    ++round;
+    go.broadcast();
+    while (pending != 0) {
+      answered.wait();
+    }
+  }
+  {
+    basalt::PavaneSynchronized guard(mutex);
+    round = -1;
+    go.broadcast();
+  }
+  for (std::thread& waiter : waiters) {
+    waiter.join();
+  }
+}
+BENCHMARK(PavaneConditionBroadcast)->UseRealTime();
+
+void StdConditionBroadcast(benchmark::State& state) {
+  std::mutex mutex;
+  std::condition_variable go;
+  std::condition_variable answered;
+  long round = 0;
+  int pending = 0;
+  std::thread waiters[broadcastWaiters];
+  for (std::thread& waiter : waiters) {
+    waiter = std::thread([&] {
+      std::unique_lock<std::mutex> lock(mutex);
+      for (long seen = 0;;) {
+        go.wait(lock, [&] { return round != seen; });
+        if (round < 0) {
+          return;
+        }
+        seen = round;
+        if (--pending == 0) {
+          answered.notify_one();
+        }
+      }
+    });
+  }
+  for (auto _ : state) {
+    std::unique_lock<std::mutex> lock(mutex);
+    pending = broadcastWaiters;
+    ++round;
+    go.notify_all();
+    answered.wait(lock, [&] { return pending == 0; });
+  }
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    round = -1;
+    go.notify_all();
+  }
+  for (std::thread& waiter : waiters) {
+    waiter.join();
+  }
+}
+BENCHMARK(StdConditionBroadcast)->UseRealTime();
 
 void PavaneMutexLockUnlock(benchmark::State& state) {
   basalt::PavaneMutex mutex;

@@ -10,41 +10,65 @@ PavaneCondition::PavaneCondition(PavaneMutex* mutex) : mutex(mutex) {}
 
 PavaneCondition::~PavaneCondition() = default;
 
-// The monitor's lock is taken before the bound mutex is left: a signaller, who holds the mutex
-// and then takes the monitor's lock, gets there only once this thread is inside the wait.
-// The mutex is taken again only after the monitor's lock is gone, so the order stays one way.
-template <class Wait> void PavaneCondition::waitFor(Wait waitOnMonitor) {
+// A signaller holds the mutex and then takes the monitor's lock, so it finds this thread in the
+// wait set as soon as the mutex is free: the thread joins the set under the monitor's lock
+// before it leaves the mutex, and no wake-up falls between its test and its wait. Neither
+// lock is held while the other is asked for, other than in that order; the monitor's lock is
+// given up before the mutex, and the wait comes back without it, so a woken thread meets at
+// most the mutex held.
+void PavaneCondition::waitFor(const plat::LONG* timeout) {
   JTCMonitor::lock(false);
-  plat::LeaveCriticalSection(mutex->criticalSection());
+  bool holdsMutex = true;
   for (;;) {
     try {
-      waitOnMonitor();
+      const timespec deadline = timeout != nullptr ? deadlineAfter(*timeout) : timespec{};
+      const unsigned int held = enterWaitSet();
+      if (holdsMutex) {
+        plat::LeaveCriticalSection(mutex->criticalSection());
+        holdsMutex = false;
+      }
+      awaitNotification(held, false, timeout != nullptr ? &deadline : nullptr);
       break;
     } catch (const plat::JTCInterruptedException&) {
-      // Absorbed; a timed wait starts its time again.
+      // Absorbed, with the monitor's lock held again; a timed wait starts its time again.
     } catch (...) {
+      if (holdsMutex) {
+        plat::LeaveCriticalSection(mutex->criticalSection());
+      }
       JTCMonitor::unlock();
       throw;
     }
   }
-  JTCMonitor::unlock();
   plat::EnterCriticalSection(mutex->criticalSection());
 }
 
 void PavaneCondition::wait() {
-  waitFor([this] { JTCMonitor::wait(); });
+  waitFor(nullptr);
 }
 
 void PavaneCondition::wait(plat::LONG timeout) {
-  waitFor([this, timeout] { JTCMonitor::wait(timeout); });
+  waitFor(&timeout);
+}
+
+// A waiter joins the wait set while it holds the mutex, so a caller that holds it finds an
+// empty set without the monitor's lock.
+bool PavaneCondition::nobodyToWake() {
+  return !hasWaiters() && mutex->criticalSection()->owner.load(std::memory_order_relaxed) ==
+                              plat::currentThreadToken();
 }
 
 void PavaneCondition::signal() {
+  if (nobodyToWake()) {
+    return;
+  }
   PavaneSynchronized guard(*this);
-  notify();
+  notifyOnLeave(mutex->criticalSection());
 }
 
 void PavaneCondition::broadcast() {
+  if (nobodyToWake()) {
+    return;
+  }
   PavaneSynchronized guard(*this);
   notifyAll();
 }

@@ -27,7 +27,9 @@ public:
   void broadcast();
 
 private:
-  template <class Wait> void waitFor(Wait waitOnMonitor);
+  // The time-out in milliseconds, or null for none.
+  void waitFor(const platform::LONG* timeout);
+  bool nobodyToWake();
 
   PavaneMutex* mutex;
 };

@@ -44,20 +44,10 @@ void HeldLock::release() {
   }
 }
 
-PavaneSynchronized::PavaneSynchronized(PavaneMutex& lock) {
-  held.mutex = lock.criticalSection();
-  held.kind = HeldLock::KindMutex;
-  platform::EnterCriticalSection(held.mutex);
-}
-
 PavaneSynchronized::PavaneSynchronized(platform::JTCMonitor& monitor) {
   held.monitor = &monitor;
   held.kind = HeldLock::KindMonitor;
   monitor.lock(false);
-}
-
-PavaneSynchronized::~PavaneSynchronized() {
-  held.release();
 }
 
 MarlowSynchronized::MarlowSynchronized(MarlowMutex& lock) {

@@ -47,7 +47,7 @@ private:
 
 // What a scope guard holds: one lock, released by kind. Only the pointer that kind names is
 // set.
-struct HeldLock {
+struct BASALT_API HeldLock {
   enum Kind {
     KindMonitor = 0,
     KindMutex = 1,
@@ -67,10 +67,21 @@ struct HeldLock {
 };
 
 // Holds a PavaneMutex for the length of a scope, also when an exception leaves the scope.
+// Inline, as it stands around most short locked sections of the library.
 class BASALT_API PavaneSynchronized {
 public:
-  explicit PavaneSynchronized(PavaneMutex& lock);
-  ~PavaneSynchronized();
+  explicit PavaneSynchronized(PavaneMutex& lock) {
+    held.mutex = lock.criticalSection();
+    held.kind = HeldLock::KindMutex;
+    platform::EnterCriticalSection(held.mutex);
+  }
+  ~PavaneSynchronized() {
+    if (held.kind == HeldLock::KindMutex) {
+      platform::LeaveCriticalSection(held.mutex);
+    } else {
+      held.release();
+    }
+  }
   PavaneSynchronized(const PavaneSynchronized&) = delete;
   PavaneSynchronized& operator=(const PavaneSynchronized&) = delete;
 

@@ -5,6 +5,7 @@
 #include "basalt/concurrency/pavane_mutex.h"
 #include "basalt/export.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace basalt {
@@ -14,6 +15,11 @@ namespace basalt {
 // owner and no recursion for writing: a thread that holds either lock and asks for the write
 // lock, or holds the write lock and asks for a read lock, waits for ever. Unlocking a lock
 // that isn't held changes nothing.
+//
+// The lock is one atomic word, which a lock or unlock that needn't wait changes with one
+// instruction; the mutex and the condition serve only threads that wait, and the releases
+// that have to wake them. The last reader to leave passes the write lock straight to a writer
+// that waits, as if that writer had woken and won the race to it.
 class BASALT_API ReadWriteLock {
 public:
   ReadWriteLock();
@@ -27,10 +33,15 @@ public:
   void write_unlock();
 
 private:
-  PavaneMutex mutex; // guards both counters, never held while a lock is held
+  // Waits on the condition until the lock is this thread's: take() tries to take it.
+  template <class Take> void lockWaiting(Take take, bool writer);
+  // The last reader has gone while somebody waits.
+  void lastReaderGone();
+
+  PavaneMutex mutex; // guards writersWaiting; never held while a lock is held
   PavaneCondition* condition;
-  std::int32_t readers;
-  std::int32_t writer;
+  std::atomic<std::uint32_t> state; // readers, the write lock, and who waits
+  std::uint32_t writersWaiting;
 };
 
 // Holds the read lock for the length of a scope.

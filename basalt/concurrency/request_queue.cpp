@@ -30,14 +30,6 @@ RequestQueue::RequestQueue(unsigned short capacity) : slots(capacity), capacity(
 
 RequestQueue::~RequestQueue() = default;
 
-int RequestQueue::Empty() const {
-  return count == 0 ? 1 : 0;
-}
-
-int RequestQueue::Full() const {
-  return count == capacity ? 1 : 0;
-}
-
 unsigned short RequestQueue::next(unsigned short place) const {
   return place + 1 == capacity ? 0 : place + 1;
 }

@@ -75,8 +75,8 @@ public:
   RequestQueue(const RequestQueue&) = delete;
   RequestQueue& operator=(const RequestQueue&) = delete;
 
-  int Empty() const;
-  int Full() const;
+  int Empty() const { return count == 0 ? 1 : 0; }
+  int Full() const { return count == capacity ? 1 : 0; }
 
   // Queues a request and returns its id. On a full ring: the debug text "ThreadPool queue is
   // FULL!!!!!!" and BaseError 0x2017054; arg stays with the caller.

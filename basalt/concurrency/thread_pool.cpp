@@ -66,12 +66,13 @@ void* WorkerThread::work(void* /*unused*/) {
       if (pool->shutdown != 0) {
         return nullptr;
       }
-      const int wasFull = queue.Full();
       request = queue.GetRequest();
       if (queue.Empty() != 0) {
         pool->drained->signal();
       }
-      if (wasFull != 0) {
+      // Callers wait only on a full queue, so each place freed while one waits wakes one:
+      // however they interleave, no caller sleeps beside a free place.
+      if (pool->waitingForRoom != 0) {
         pool->spaceAvailable->signal();
       }
       // Recorded before poolLock goes, so that a clear finds the request in the queue or
@@ -113,6 +114,19 @@ void WorkerThread::runRequest(const Request& request) {
   }
 }
 
+namespace {
+
+// What idle workers wait on: a request usually comes within a moment of the last, so a worker
+// looks for a while before it sleeps, and the caller seldom has to wake it.
+class RequestCondition : public PavaneCondition {
+public:
+  explicit RequestCondition(PavaneMutex* mutex) : PavaneCondition(mutex) {
+    spinBeforeSleeping(100);
+  }
+};
+
+} // namespace
+
 ThreadPool::ThreadPool() : ThreadPool(20, 10, 50) {}
 
 ThreadPool::ThreadPool(unsigned short threadCount, unsigned short queueSize,
@@ -131,7 +145,7 @@ void ThreadPool::create_pool(unsigned short threadCount, unsigned short queueSiz
   currentThreads = threadCount;
   this->maxThreads = maxThreads;
   drained = new PavaneCondition(&poolLock);
-  requestAvailable = new PavaneCondition(&poolLock);
+  requestAvailable = new RequestCondition(&poolLock);
   spaceAvailable = new PavaneCondition(&poolLock);
   workersGone = new PavaneCondition(&threadsLock);
   try {
@@ -151,8 +165,9 @@ ThreadPool::~ThreadPool() {
   {
     PavaneSynchronized guard(poolLock);
     closing = 1;
-    // Every queued request still runs.
-    while (queue->Empty() == 0) {
+    // Every queued request still runs. A clear may empty the queue as well; it wakes this
+    // wait as it leaves, and the pool isn't taken down under it.
+    while (queue->Empty() == 0 || clearing != 0) {
       drained->wait();
     }
   }
@@ -220,9 +235,16 @@ std::uint32_t ThreadPool::addRequestToPool(WorkFunction function, FlaggedArg* ar
   return id;
 }
 
-void ThreadPool::make_room_known(bool wasFull) {
-  if (wasFull && queue->Full() == 0) {
-    spaceAvailable->broadcast();
+void ThreadPool::make_room_known() {
+  if (waitingForRoom != 0 && queue->Full() == 0) {
+    spaceAvailable->broadcast(); // a clear may have freed more than one place
+  }
+}
+
+void ThreadPool::end_clear() {
+  PavaneSynchronized guard(poolLock);
+  if (--clearing == 0 && closing != 0) {
+    drained->signal();
   }
 }
 
@@ -243,19 +265,20 @@ void ThreadPool::ClearRequests(ThreadRequester* requester) {
   std::exception_ptr failure;
   {
     PavaneSynchronized guard(poolLock);
-    const bool wasFull = queue->Full() != 0;
+    ++clearing; // until end_clear: the destructor doesn't take the pool down under a clear
     try {
       queue->RemoveRequestsFromQueue(requester);
     } catch (...) {
       failure = std::current_exception(); // every request of requester is gone all the same
     }
-    make_room_known(wasFull);
+    make_room_known();
   }
   // Idle workers have a null requester too.
   if (requester != nullptr) {
     stop_workers(
         [requester](const WorkerThread& worker) { return worker.workingFor(requester) != 0; });
   }
+  end_clear();
   if (failure) {
     std::rethrow_exception(failure);
   }
@@ -265,15 +288,17 @@ void ThreadPool::ClearThisRequest(std::uint32_t id) {
   if (id == 0) {
     return;
   }
+  bool removed = false;
   {
     PavaneSynchronized guard(poolLock);
-    const bool wasFull = queue->Full() != 0;
-    if (queue->RemoveRequestFromQueue(id) != 0) {
-      make_room_known(wasFull);
-      return;
-    }
+    ++clearing;
+    removed = queue->RemoveRequestFromQueue(id) != 0; // ids are unique: it doesn't throw here
+    make_room_known();
   }
-  stop_workers([id](const WorkerThread& worker) { return worker.doingRequest(id) != 0; });
+  if (!removed) {
+    stop_workers([id](const WorkerThread& worker) { return worker.doingRequest(id) != 0; });
+  }
+  end_clear();
 }
 
 ThreadRequester::ThreadRequester(ThreadPool* pool) : pool(pool) {}

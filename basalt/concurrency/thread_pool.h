@@ -54,10 +54,16 @@ private:
 // stop flag raised. A pool has at least one core worker and one place in its queue: a count
 // of 0 for either is taken as 1.
 //
+// Wake-ups: every place that a worker frees while callers wait for room wakes one of them, and
+// a clear that frees places wakes them all, so a caller never sleeps beside a free place.
+//
 // The destructor refuses new requests, lets every queued request run, then waits for running
-// ones to end: it raises no stop flag. Requests made meanwhile get 0, but no clear may run
-// then (it would wait for the joins, which wait for the workers), and once the pool is gone
-// no thread may still be inside it nor hold a ThreadRequester on it.
+// ones to end: it raises no stop flag. Requests made meanwhile get 0. A clear may run while the
+// destructor waits for the queue to drain: the destructor goes on only once the queue is empty
+// and no clear is inside the pool, and a clear wakes it as it leaves, so a clear that empties
+// the queue ends that wait. No clear may start once the queue has drained (it would wait for
+// the joins, which wait for the workers), and once the pool is gone no thread may still be
+// inside it nor hold a ThreadRequester on it.
 class BASALT_API ThreadPool {
 public:
   ThreadPool();
@@ -85,16 +91,18 @@ private:
   friend class WorkerThread;
 
   void create_pool(unsigned short threadCount, unsigned short queueSize, unsigned short maxThreads);
-  // A clear that took requests out of a full queue wakes the callers waiting for room.
-  void make_room_known(bool wasFull);
+  // Under poolLock, after a clear took requests out: wakes the callers waiting for room.
+  void make_room_known();
+  // The end of a clear, which wakes the destructor waiting for the queue to drain.
+  void end_clear();
   // Raises the stop flag of every worker for which stops(worker) is true.
   template <class Predicate> void stop_workers(Predicate stops);
   // Shuts the core down and deletes what create_pool made; the destructor's last steps.
   void stop_and_join();
-  void release_resources();
 
   PavaneMutex poolLock;
-  PavaneCondition* drained = nullptr; // also: the last caller waiting for room has left
+  // Also: a clear, or the last caller waiting for room at shutdown, has left.
+  PavaneCondition* drained = nullptr;
   PavaneCondition* requestAvailable = nullptr;
   PavaneCondition* spaceAvailable = nullptr;
   PavaneMutex threadsLock;
@@ -107,6 +115,7 @@ private:
   int closing = 0;
   int shutdown = 0;
   unsigned int waitingForRoom = 0; // callers in spaceAvailable->wait(), under poolLock
+  unsigned int clearing = 0;       // clears inside the pool, under poolLock
 };
 
 // A client's handle on a pool, and the key under which its requests are cancelled together:

@@ -29,6 +29,15 @@ constexpr std::size_t yearAndLineEnd = 6;
 // "Www Mmm dd hh:mm:ss.mmm: " and the ": " behind the module.
 constexpr std::size_t lineHeadLength = 27;
 
+// Names compare up to their first zero unit, as the tables' searches compare them.
+bool sameName(const KELPString& name, const KELPString& other) {
+  const unsigned short* x = name.c_str();
+  const unsigned short* y = other.c_str();
+  for (; *x != 0 && *x == *y; ++x, ++y) {
+  }
+  return *x == *y;
+}
+
 // 7-bit text, such as the time stamp, widened unit by unit rather than through the code page.
 void appendAscii(KELPString& text, const char* ascii, std::size_t length) {
   const std::size_t at = text.size();
@@ -92,6 +101,7 @@ void CoreLogImpl::discardConfiguration() {
   }
   modules.clear();
   moduleKeys.clear();
+  lastVerbosity = nullptr;
   maxVerbosity = CoreLog::VerbosityOff;
   delete logFile;
   logFile = nullptr;
@@ -337,6 +347,7 @@ void CoreLogImpl::addModule(LogApp* entry) {
       static_cast<std::ptrdiff_t>(searchByName(moduleKeys, modules, entry->name).place);
   moduleKeys.insert(moduleKeys.begin() + place, nameKey(entry->name));
   modules.insert(modules.begin() + place, owner.release());
+  lastVerbosity = nullptr;
 }
 
 LogApp* CoreLogImpl::findModule(const KELPString& name) {
@@ -345,11 +356,20 @@ LogApp* CoreLogImpl::findModule(const KELPString& name) {
 
 CoreLog::VerbosityType* CoreLogImpl::findVerbosity(const KELPString& module,
                                                    const KELPString& component, LogApp** found) {
+  if (found == nullptr && lastVerbosity != nullptr && sameName(module, lastModule) &&
+      sameName(component, lastComponent)) {
+    return lastVerbosity;
+  }
   LogApp* entry = findModule(module);
   if (found != nullptr) {
     *found = entry;
   }
-  return entry == nullptr ? &unknownModuleVerbosity : entry->findComponent(component);
+  VerbosityType* const verbosity =
+      entry == nullptr ? &unknownModuleVerbosity : entry->findComponent(component);
+  lastModule.assign(module.c_str());
+  lastComponent.assign(component.c_str());
+  lastVerbosity = verbosity;
+  return verbosity;
 }
 
 void CoreLogImpl::addOwner() {

@@ -111,6 +111,11 @@ private:
   bool rawTextFound = false;
   KELPString recordText;
   KELPString recordLine;
+  // The pair of names that findVerbosity was asked for last and its answer: records come in
+  // runs from one module and component. Forgotten whenever the tables change.
+  KELPString lastModule;
+  KELPString lastComponent;
+  VerbosityType* lastVerbosity = nullptr;
 };
 
 } // namespace basalt

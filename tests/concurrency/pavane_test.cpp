@@ -7,13 +7,16 @@
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/threads/jtc_exceptions.h"
 #include "basalt/platform/threads/thread_interruption.h"
+#include "support/bounded_wait.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <future>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -24,12 +27,9 @@ using basalt::PavaneCondition;
 using basalt::PavaneMutex;
 using basalt::PavaneSynchronized;
 using basalt::PavaneThread;
-
-template <class Condition> void awaitState(Condition condition) {
-  while (!condition()) {
-    std::this_thread::yield();
-  }
-}
+using basalt::test::await;
+using basalt::test::finish;
+using basalt::test::startBlocked;
 
 // Whether another thread can take the mutex at this moment.
 bool freeForOthers(PavaneMutex& mutex) {
@@ -90,16 +90,18 @@ TEST(CondArgs, TwoThreadsMeetOnTheFlag) {
       meeting.unlock();
     }
   });
-  for (int i = 0; i < rounds; ++i) {
-    meeting.lock();
-    meeting.setFlag(1);
-    meeting.signal();
-    while (meeting.flag() != 0) {
-      meeting.wait();
+  finish("a meeting", [&] {
+    for (int i = 0; i < rounds; ++i) {
+      meeting.lock();
+      meeting.setFlag(1);
+      meeting.signal();
+      while (meeting.flag() != 0) {
+        meeting.wait();
+      }
+      meeting.unlock();
     }
-    meeting.unlock();
-  }
-  other.join();
+    other.join();
+  });
   EXPECT_EQ(meeting.flag(), 0);
 }
 
@@ -167,9 +169,9 @@ TEST(PavaneThread, JoinAbsorbsInterruptionsAndPriorityErrorsFollowTheThreadsLife
     thread->join(nullptr);
     joined = true;
   });
-  awaitState([&] { return joinerId != 0 && plat::blockedInThreadLibrary(joinerId); });
+  await([&] { return joinerId != 0 && plat::blockedInThreadLibrary(joinerId); });
   plat::interruptThread(joinerId, 3);
-  awaitState([&] {
+  await([&] {
     return plat::pendingInterruptions(joinerId) == 0 && plat::blockedInThreadLibrary(joinerId);
   });
   EXPECT_FALSE(joined);
@@ -180,7 +182,7 @@ TEST(PavaneThread, JoinAbsorbsInterruptionsAndPriorityErrorsFollowTheThreadsLife
 }
 
 // Two threads hand a turn back and forth many times under one mutex with two conditions: a
-// wake-up lost between a test and its wait hangs the test.
+// wake-up lost between a test and its wait fails the test.
 TEST(PavaneCondition, HandOffLosesNoWakeUp) {
   PavaneMutex mutex;
   PavaneCondition pingReady(&mutex);
@@ -197,41 +199,70 @@ TEST(PavaneCondition, HandOffLosesNoWakeUp) {
       pingReady.signal();
     }
   });
-  for (int i = 0; i < rounds; ++i) {
-    PavaneSynchronized guard(mutex);
-    turn = 1;
-    pongReady.signal();
-    while (turn != 0) {
-      pingReady.wait();
+  finish("a hand-off", [&] {
+    for (int i = 0; i < rounds; ++i) {
+      PavaneSynchronized guard(mutex);
+      turn = 1;
+      pongReady.signal();
+      while (turn != 0) {
+        pingReady.wait();
+      }
     }
-  }
-  pong.join();
+    pong.join();
+  });
 }
 
-TEST(PavaneCondition, BroadcastWakesEveryWaiter) {
+// A signal wakes the longest waiter alone: at once, or, when the signaller holds the mutex, as
+// the mutex is left; two signals in one hold wake two. Interruptions of a waiter are absorbed
+// and it waits on, until a broadcast wakes everyone left.
+TEST(PavaneCondition, SignalWakesOneWaiterInTurnAndBroadcastTheRest) {
   PavaneMutex mutex;
   PavaneCondition condition(&mutex);
-  int released = 0;
-  int gone = 0;
-  std::thread threads[4];
-  for (std::thread& thread : threads) {
-    thread = std::thread([&] {
-      PavaneSynchronized guard(mutex);
-      while (released == 0) {
-        condition.wait();
-      }
-      ++gone;
-    });
+  std::vector<int> woken; // under mutex
+  constexpr int waiterCount = 5;
+  std::future<void> waiters[waiterCount];
+  plat::DWORD ids[waiterCount] = {};
+  for (int i = 0; i < waiterCount; ++i) { // each waits before the next comes
+    waiters[i] = startBlocked(
+        [&, i] {
+          PavaneSynchronized guard(mutex);
+          condition.wait();
+          woken.push_back(i);
+        },
+        &ids[i]);
   }
+  const auto wokenCount = [&] {
+    PavaneSynchronized guard(mutex);
+    return woken.size();
+  };
   {
     PavaneSynchronized guard(mutex);
-    released = 1;
-    condition.broadcast();
+    condition.signal();
   }
-  for (std::thread& thread : threads) {
-    thread.join();
+  await([&] { return wokenCount() == 1; });
+  condition.signal(); // without the mutex
+  await([&] { return wokenCount() == 2; });
+  {
+    PavaneSynchronized guard(mutex);
+    condition.signal();
+    condition.signal();
   }
-  EXPECT_EQ(gone, 4);
+  await([&] { return wokenCount() == 4; });
+  EXPECT_TRUE(plat::blockedInThreadLibrary(ids[4]));
+  plat::interruptThread(ids[4], 2);
+  await([&] {
+    return plat::pendingInterruptions(ids[4]) == 0 && plat::blockedInThreadLibrary(ids[4]);
+  });
+  EXPECT_EQ(wokenCount(), 4u);
+  condition.broadcast();
+  finish("a waiter", [&] {
+    for (auto& waiter : waiters) {
+      waiter.get();
+    }
+  });
+  // The two woken in one hold of the mutex race for it.
+  std::sort(woken.begin() + 2, woken.begin() + 4);
+  EXPECT_EQ(woken, (std::vector<int>{0, 1, 2, 3, 4}));
 }
 
 // An interruption late in a timed wait starts the time again: the wait ends no earlier than a
@@ -249,7 +280,7 @@ TEST(PavaneCondition, InterruptedTimedWaitStartsItsTimeAgain) {
     condition.wait(timeout);
     returned = std::chrono::steady_clock::now();
   });
-  awaitState([&] { return waiterId != 0 && plat::blockedInThreadLibrary(waiterId); });
+  await([&] { return waiterId != 0 && plat::blockedInThreadLibrary(waiterId); });
   std::this_thread::sleep_for(std::chrono::milliseconds(timeout * 2 / 3));
   const auto interrupted = std::chrono::steady_clock::now();
   plat::interruptThread(waiterId);

@@ -1,9 +1,11 @@
 #include "basalt/concurrency/read_write_lock.h"
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/threads/thread_interruption.h"
+#include "support/bounded_wait.h"
 
 #include <atomic>
 #include <deque>
+#include <future>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <thread>
@@ -14,40 +16,38 @@ namespace plat = basalt::platform;
 using basalt::PavaneSynchronizedRead;
 using basalt::PavaneSynchronizedWrite;
 using basalt::ReadWriteLock;
-
-template <class Condition> void awaitState(Condition condition) {
-  while (!condition()) {
-    std::this_thread::yield();
-  }
-}
+using basalt::test::await;
+using basalt::test::finish;
 
 // A thread that takes a lock and tells when it has it.
 class Taker {
 public:
   template <class Take> explicit Taker(Take take) {
-    thread = std::thread([this, take] {
+    done = std::async(std::launch::async, [this, take] {
       id = plat::GetCurrentThreadId();
       take();
       holding = true;
     });
-    awaitState([this] { return id != 0; });
+    await([this] { return id != 0; });
   }
-  ~Taker() { thread.join(); }
+  ~Taker() {
+    finish("a thread taking a lock", [this] { done.get(); });
+  }
 
   // Blocked for good in the lock: waiting in the thread library and not holding.
   bool waiting() const { return !holding && plat::blockedInThreadLibrary(id); }
   void awaitWaiting() const {
-    awaitState([this] { return waiting(); });
+    await([this] { return waiting(); });
   }
   void awaitHolding() const {
-    awaitState([this] { return holding.load(); });
+    await([this] { return holding.load(); });
   }
 
   std::atomic<plat::DWORD> id{0};
   std::atomic<bool> holding{false};
 
 private:
-  std::thread thread;
+  std::future<void> done;
 };
 
 TEST(ReadWriteLock, ReadersShareAndAWaitingWriterStopsNoReader) {
@@ -90,11 +90,11 @@ TEST(ReadWriteLock, WriterExcludesEveryoneAndItsReleaseLetsAllReadersGo) {
     }
     return in;
   };
-  awaitState([&] { return writer.holding || readersIn() == 3; });
+  await([&] { return writer.holding || readersIn() == 3; });
   if (writer.holding) {
     EXPECT_EQ(readersIn(), 0);
     lock.write_unlock();
-    awaitState([&] { return readersIn() == 3; });
+    await([&] { return readersIn() == 3; });
   }
   for (int i = 0; i < 3; ++i) {
     lock.read_unlock();
@@ -150,9 +150,11 @@ TEST(ReadWriteLock, WritersAreAloneUnderLoad) {
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  finish("a reader or writer", [&] {
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+  });
   EXPECT_EQ(overlaps.load(), 0);
 }
 

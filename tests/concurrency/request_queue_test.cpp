@@ -2,6 +2,7 @@
 #include "basalt/concurrency/request_queue.h"
 #include "basalt/errors/base_error.h"
 #include "basalt/platform/base/debug_output.h"
+#include "support/bounded_wait.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -29,6 +30,12 @@ void* countCall(void* calls) {
 void* throwFromCleanup(void* calls) {
   countCall(calls);
   throw 7;
+}
+
+// Takes the queue's lock again from inside a removal, on the same thread.
+void* lookAgain(void* queue) {
+  EXPECT_EQ(static_cast<RequestQueue*>(queue)->RemoveRequestFromQueue(99), 0);
+  return nullptr;
 }
 
 std::string debugText;
@@ -148,13 +155,18 @@ TEST(RequestQueue, RemovalByRequesterFillsGapsFromTheBackOfAFullRing) {
   EXPECT_EQ(cleanups, 1);
 }
 
-TEST(RequestQueue, AThrowingCleanupStopsNoOtherRemoval) {
-  RequestQueue queue(4);
+// A clean-up that throws stops no other removal; one that calls back into the queue finds its
+// lock re-entrant.
+TEST(RequestQueue, CleanupsThatThrowOrCallBackStopNoOtherRemoval) {
+  RequestQueue queue(5);
   int calls = 0;
   put(queue, "ab", requesterA, throwFromCleanup, &calls);
   put(queue, "c", requesterB);
   put(queue, "d", requesterA, countCall, &calls);
-  EXPECT_THROW(queue.RemoveRequestsFromQueue(const_cast<ThreadRequester*>(requesterA)), int);
+  put(queue, "e", requesterA, lookAgain, &queue);
+  basalt::test::finish("a removal", [&] {
+    EXPECT_THROW(queue.RemoveRequestsFromQueue(const_cast<ThreadRequester*>(requesterA)), int);
+  });
   EXPECT_EQ(calls, 3); // each clean-up once
   EXPECT_EQ(drain(queue), "c");
 }

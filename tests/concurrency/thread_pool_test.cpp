@@ -1,13 +1,15 @@
 #include "basalt/concurrency/flag.h"
 #include "basalt/concurrency/thread_pool.h"
 #include "basalt/errors/base_error.h"
+#include "support/bounded_wait.h"
 
+#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <deque>
 #include <future>
 #include <gtest/gtest.h>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -16,6 +18,9 @@ using basalt::FlaggedArg;
 using basalt::ThreadPool;
 using basalt::ThreadRequester;
 using basalt::WorkerThread;
+using basalt::test::await;
+using basalt::test::finish;
+using basalt::test::startBlocked;
 
 // One request of a test: what its function is to do, and what it saw.
 struct Job {
@@ -23,6 +28,7 @@ struct Job {
   bool untilStopped = false;     // polls the stop flag until it is raised
   int throwKind = 0;             // 1: a BaseError, 2: an int
   bool cleanupThrows = false;
+  std::promise<void>* opens = nullptr; // set by the clean-up, when given
 
   std::atomic<int> started{0};
   std::atomic<int> finished{0};
@@ -62,6 +68,9 @@ void* cleanJob(void* data) {
   auto* job = static_cast<Job*>(data);
   job->cleanupThread = std::this_thread::get_id();
   ++job->cleanups;
+  if (job->opens != nullptr) {
+    job->opens->set_value();
+  }
   if (job->cleanupThrows) {
     throw 3;
   }
@@ -70,12 +79,6 @@ void* cleanJob(void* data) {
 
 std::uint32_t submit(ThreadRequester& requester, Job& job) {
   return requester.request(runJob, new FlaggedArg(&job), cleanJob, &job);
-}
-
-template <class Condition> void await(Condition condition) {
-  while (!condition()) {
-    std::this_thread::yield();
-  }
 }
 
 // Submits a job held at the gate of open and waits until its worker has it.
@@ -96,7 +99,7 @@ TEST(ThreadPool, QueuedWorkStillRunsAtShutdownAndLaterRequestsGetZero) {
     EXPECT_NE(submit(requester, jobs[i]), 0u);
   }
 
-  std::thread destroyer([pool] { delete pool; });
+  auto destroyer = std::async(std::launch::async, [pool] { delete pool; });
   // Accepted until the destructor closes the pool; each one accepted must still run.
   for (;;) {
     Job& job = jobs.emplace_back();
@@ -110,7 +113,7 @@ TEST(ThreadPool, QueuedWorkStillRunsAtShutdownAndLaterRequestsGetZero) {
   }
   requester.setThreadPool(nullptr);
   open.set_value();
-  destroyer.join();
+  finish("the destructor", [&] { destroyer.get(); });
   for (const Job& job : jobs) {
     EXPECT_EQ(job.finished, 1);
     EXPECT_EQ(job.cleanups, 0);
@@ -127,9 +130,9 @@ TEST(ThreadPool, CallersWaitingForRoomAtShutdownGetZeroOrRun) {
   occupy(requester, jobs[0], open);
   submit(requester, jobs[1]);
   std::uint32_t ids[2] = {};
-  std::thread callers[2];
+  std::future<void> callers[2];
   for (int i = 0; i < 2; ++i) { // these wait for room
-    callers[i] = std::thread([&, i] {
+    callers[i] = startBlocked([&, i] {
       auto* arg = new FlaggedArg(&jobs[2 + i]);
       ids[i] = requester.request(runJob, arg, nullptr, nullptr);
       if (ids[i] == 0) {
@@ -137,14 +140,14 @@ TEST(ThreadPool, CallersWaitingForRoomAtShutdownGetZeroOrRun) {
       }
     });
   }
-  std::this_thread::sleep_for(std::chrono::milliseconds(20)); // let them wait for room
-  std::thread destroyer([pool] { delete pool; });
-  std::this_thread::sleep_for(std::chrono::milliseconds(20)); // let it close the pool
+  auto destroyer = startBlocked([pool] { delete pool; });
   open.set_value();
-  for (std::thread& caller : callers) {
-    caller.join();
-  }
-  destroyer.join();
+  finish("a caller or the destructor", [&] {
+    for (auto& caller : callers) {
+      caller.get();
+    }
+    destroyer.get();
+  });
   requester.setThreadPool(nullptr);
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(jobs[2 + i].finished, ids[i] != 0 ? 1 : 0);
@@ -164,24 +167,19 @@ TEST(ThreadPool, AFullQueueGrowsATemporaryWorkerThatLeavesWhenTheQueueEmpties) {
   submit(requester, jobs[1]); // fills the queue
   // The core worker is busy and the queue full: this one makes a temporary worker, which
   // takes jobs[1] and so makes room.
-  std::thread([&] { submit(requester, jobs[2]); }).join();
+  finish("a caller that grows the pool", [&] { submit(requester, jobs[2]); });
   await([&] { return jobs[1].started == 1; });
   EXPECT_EQ(jobs[0].worker, 0);
   EXPECT_EQ(jobs[1].worker, 1);
   // At the limit now: this one waits for room, however long the gate stays shut.
-  std::atomic<bool> returned{false};
-  std::thread blocked([&] {
-    submit(requester, jobs[3]);
-    returned = true;
-  });
-  std::this_thread::sleep_for(std::chrono::milliseconds(20)); // let it get to the wait
-  EXPECT_FALSE(returned);
+  auto blocked = startBlocked([&] { submit(requester, jobs[3]); });
   open.set_value();
-  blocked.join();
+  finish("a caller waiting for room", [&] { blocked.get(); });
   for (Job& job : jobs) {
     await([&] { return job.finished == 1; });
   }
-  jobs[1].thread->join(); // the temporary worker is gone while the pool lives on
+  // The temporary worker is gone while the pool lives on.
+  finish("the temporary worker", [&] { jobs[1].thread->join(); });
   Job later;
   submit(requester, later);
   await([&] { return later.finished == 1; });
@@ -259,21 +257,119 @@ TEST(ThreadPool, AThrowingFunctionRunsItsCleanupAndTheWorkerGoesOn) {
   }
 }
 
-TEST(ThreadPool, AClearThatMakesRoomWakesACallerWaitingForIt) {
-  std::promise<void> open;
-  ThreadPool pool(1, 1, 1);
-  ThreadRequester waiting(&pool);
-  ThreadRequester cleared(&pool);
-  Job jobs[3];
-  occupy(waiting, jobs[0], open);
-  submit(cleared, jobs[1]); // the queue is full and the pool can't grow
-  std::thread caller([&] { EXPECT_NE(submit(waiting, jobs[2]), 0u); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(20)); // let it block
-  cleared.clearRequests();
-  caller.join(); // before the gate opens
-  EXPECT_EQ(jobs[1].cleanups, 1);
-  open.set_value();
-  await([&] { return jobs[2].finished == 1; });
+// One request of the stress test below: which request it was, and when it ran.
+struct Numbered {
+  std::atomic<int>* runs;
+  int ranAs = -1;
+};
+
+void* runNumbered(FlaggedArg* arg) {
+  auto* request = static_cast<Numbered*>(arg->data);
+  request->ranAs = (*request->runs)++;
+  delete arg;
+  return nullptr;
+}
+
+// Three callers, each with a requester of its own, race for a few places: every freed place
+// must reach a caller that waits for it. With one worker, requests run in the order of their
+// ids; with a growing pool they all run.
+TEST(ThreadPool, CallersRacingForAFullQueueAllGetThrough) {
+  struct Shape {
+    unsigned short core, places, limit;
+  };
+  constexpr int callerCount = 3;
+  constexpr int perCaller = 10000;
+  for (const Shape shape : {Shape{1, 4, 1}, Shape{1, 2, 4}}) {
+    std::atomic<int> runs{0};
+    std::vector<Numbered> requests(callerCount * perCaller, Numbered{&runs});
+    std::vector<std::uint32_t> ids(requests.size());
+    finish("a caller of a full pool", [&] {
+      ThreadPool pool(shape.core, shape.places, shape.limit);
+      std::deque<ThreadRequester> requesters(callerCount, ThreadRequester(&pool));
+      std::thread callers[callerCount];
+      for (int c = 0; c < callerCount; ++c) {
+        callers[c] = std::thread([&, c] {
+          for (int i = c * perCaller; i < (c + 1) * perCaller; ++i) {
+            ids[i] =
+                requesters[c].request(runNumbered, new FlaggedArg(&requests[i]), nullptr, nullptr);
+          }
+        });
+      }
+      for (std::thread& caller : callers) {
+        caller.join();
+      }
+      await([&] { return runs == callerCount * perCaller; });
+    });
+    std::vector<std::size_t> byId(requests.size());
+    for (std::size_t i = 0; i < byId.size(); ++i) {
+      byId[i] = i;
+    }
+    std::sort(byId.begin(), byId.end(), [&](auto a, auto b) { return ids[a] < ids[b]; });
+    for (std::size_t i = 0; i < byId.size(); ++i) {
+      ASSERT_EQ(ids[byId[i]], i + 1); // one id each, from 1 on
+      if (shape.limit == 1) {
+        ASSERT_EQ(requests[byId[i]].ranAs, static_cast<int>(i));
+      }
+    }
+  }
+}
+
+// A clear that takes requests out of a full queue releases the callers waiting for room, both
+// of them when it frees two places.
+TEST(ThreadPool, AClearReleasesTheCallersWaitingForRoom) {
+  for (const bool byRequester : {true, false}) {
+    std::promise<void> open;
+    ThreadPool pool(1, 2, 1);
+    ThreadRequester waiting(&pool);
+    ThreadRequester cleared(&pool);
+    Job jobs[5];
+    occupy(waiting, jobs[0], open);
+    const std::uint32_t ids[] = {submit(cleared, jobs[1]), submit(cleared, jobs[2])};
+    auto first = startBlocked([&] { EXPECT_NE(submit(waiting, jobs[3]), 0u); });
+    auto second = startBlocked([&] { EXPECT_NE(submit(waiting, jobs[4]), 0u); });
+    if (byRequester) {
+      cleared.clearRequests();
+    } else {
+      cleared.clearSingleRequest(ids[0]);
+      cleared.clearSingleRequest(ids[1]);
+    }
+    finish("a caller released by a clear", [&] {
+      first.get();
+      second.get();
+    }); // before the gate opens
+    EXPECT_EQ(jobs[1].cleanups + jobs[2].cleanups, byRequester ? 2 : 0);
+    open.set_value();
+    await([&] { return jobs[3].finished + jobs[4].finished == 2; });
+  }
+}
+
+// The destructor waits for the queue to drain; a clear that empties it lets the destructor go
+// on, though no worker took anything. The gate of the running request opens when the clear is
+// made: by the clean-up of the request that a clear by requester removes, or after a clear by
+// id, which runs none.
+TEST(ThreadPool, AClearThatEmptiesTheQueueLetsTheDestructorGoOn) {
+  for (const bool byRequester : {true, false}) {
+    std::promise<void> open;
+    auto* pool = new ThreadPool(1, 1, 1);
+    ThreadRequester running(pool);
+    ThreadRequester cleared(pool);
+    Job jobs[2];
+    occupy(running, jobs[0], open);
+    jobs[1].opens = &open;
+    const std::uint32_t queued = submit(cleared, jobs[1]);
+    running.setThreadPool(nullptr);
+    cleared.setThreadPool(nullptr);
+    auto destroyer = startBlocked([pool] { delete pool; });
+    if (byRequester) {
+      pool->ClearRequests(&cleared);
+    } else {
+      pool->ClearThisRequest(queued);
+      open.set_value();
+    }
+    finish("the destructor", [&] { destroyer.get(); });
+    EXPECT_EQ(jobs[0].finished, 1);
+    EXPECT_EQ(jobs[1].started, 0);
+  }
 }
 
 TEST(ThreadPool, NullArgumentsAreRefusedAndZeroCountsStillGiveAWorkingPool) {

@@ -21,7 +21,8 @@ struct FILE {
   // Whether the last call read: C wants a flush between writing and reading, and a seek
   // between reading and writing.
   bool reading;
-  // The bytes of the last write, kept so that each line doesn't allocate again.
+  // Room for the bytes of a write, kept so that each line doesn't allocate again; its size is
+  // that room, not the bytes of the last write.
   std::string encoded;
 };
 
@@ -147,17 +148,34 @@ int fputws(LPCWSTR text, FILE* stream) {
     errno = EINVAL;
     return WIDE_EOF;
   }
-  std::size_t length = 0;
-  while (text[length] != 0) {
-    ++length;
-  }
   const StreamLock lock(stream->file);
+  // 7-bit units, the whole of a usual log line, are copied in the same pass that looks for
+  // the end; the first other unit hands the rest to the encoder. The bytes' room is kept from
+  // line to line.
   std::string& bytes = stream->encoded;
-  bytes.clear();
-  utf8::append(bytes, text, length);
+  std::size_t used = 0;
+  const WCHAR* unit = text;
+  constexpr std::size_t chunk = 64;
+  for (std::size_t copied = chunk; copied == chunk; used += copied, unit += copied) {
+    if (bytes.size() < used + chunk) {
+      bytes.resize(used + chunk);
+    }
+    char* const out = bytes.data() + used;
+    for (copied = 0; copied < chunk && unit[copied] != 0 && unit[copied] < 0x80; ++copied) {
+      out[copied] = static_cast<char>(unit[copied]);
+    }
+  }
+  if (*unit != 0) {
+    std::size_t length = 0;
+    while (unit[length] != 0) {
+      ++length;
+    }
+    bytes.resize(used);
+    utf8::append(bytes, unit, length);
+    used = bytes.size();
+  }
   startWriting(stream);
-  return ::fwrite_unlocked(bytes.data(), 1, bytes.size(), stream->file) == bytes.size() ? 0
-                                                                                        : WIDE_EOF;
+  return ::fwrite_unlocked(bytes.data(), 1, used, stream->file) == used ? 0 : WIDE_EOF;
 }
 
 int fputs(const char* text, FILE* stream) {

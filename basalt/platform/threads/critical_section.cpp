@@ -1,29 +1,51 @@
 #include "basalt/platform/threads/critical_section.h"
 
-namespace basalt::platform {
+#include "basalt/platform/threads/futex.h"
+#include "basalt/platform/threads/thread_interruption.h"
 
+namespace basalt::platform {
 void InitializeCriticalSection(CRITICAL_SECTION* section) {
-  pthread_mutexattr_t attributes;
-  pthread_mutexattr_init(&attributes);
-  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutex_init(&section->mutex, &attributes);
-  pthread_mutexattr_destroy(&attributes);
+  section->state.store(sectionFree, std::memory_order_relaxed);
+  section->owner.store(nullptr, std::memory_order_relaxed);
+  section->depth = 0;
+  section->wakeOnLeave = nullptr;
 }
 
-void EnterCriticalSection(CRITICAL_SECTION* section) {
-  pthread_mutex_lock(&section->mutex);
+// No spinning first: on a machine whose processors are shared, the holder may not be running
+// at all while another thread spins for it. Marked as contended from here on, so that the
+// leaving owner wakes a sleeper.
+void EnterContendedCriticalSection(CRITICAL_SECTION* section) {
+  while (section->state.exchange(sectionContended, std::memory_order_acquire) != sectionFree) {
+    futex::wait(section->state, sectionContended, nullptr);
+  }
+}
+
+void WakeAfterLeavingCriticalSection(CRITICAL_SECTION* section, std::uint32_t previousState,
+                                     ThreadWaiter* notified) {
+  if (previousState == sectionContended) {
+    futex::wake(section->state, 1);
+  }
+  if (notified != nullptr) {
+    notified->wake();
+  }
 }
 
 bool TryEnterCriticalSection(CRITICAL_SECTION* section) {
-  return pthread_mutex_trylock(&section->mutex) == 0;
+  void* const self = currentThreadToken();
+  if (section->owner.load(std::memory_order_relaxed) == self) {
+    ++section->depth;
+    return true;
+  }
+  std::uint32_t expected = sectionFree;
+  if (!section->state.compare_exchange_strong(expected, sectionHeld, std::memory_order_acquire,
+                                              std::memory_order_relaxed)) {
+    return false;
+  }
+  section->owner.store(self, std::memory_order_relaxed);
+  section->depth = 1;
+  return true;
 }
 
-void LeaveCriticalSection(CRITICAL_SECTION* section) {
-  pthread_mutex_unlock(&section->mutex);
-}
-
-void DeleteCriticalSection(CRITICAL_SECTION* section) {
-  pthread_mutex_destroy(&section->mutex);
-}
+void DeleteCriticalSection(CRITICAL_SECTION* /*section*/) {}
 
 } // namespace basalt::platform

@@ -30,10 +30,15 @@ void JTCMonitor::checkOwner(const char* operation) const {
 }
 
 void JTCMonitor::wait() {
-  waitUntil(nullptr);
+  awaitNotification(enterWaitSet(), true, nullptr);
 }
 
 void JTCMonitor::wait(LONG timeout) {
+  const timespec deadline = deadlineAfter(timeout);
+  awaitNotification(enterWaitSet(), true, &deadline);
+}
+
+timespec JTCMonitor::deadlineAfter(LONG timeout) {
   if (timeout < 0) {
     throw JTCIllegalArgumentException("a wait's time-out is negative");
   }
@@ -45,56 +50,100 @@ void JTCMonitor::wait(LONG timeout) {
     deadline.tv_sec += 1;
     deadline.tv_nsec -= 1000000000L;
   }
-  waitUntil(&deadline);
+  return deadline;
 }
 
-void JTCMonitor::waitUntil(const timespec* deadline) {
+unsigned int JTCMonitor::enterWaitSet() {
   checkOwner("wait of a monitor whose lock the thread doesn't hold");
-  ThreadWaiter waiter;
+  ThreadWaiter& waiter = ThreadWaiter::current();
   if (!waiter.begin()) {
     throw JTCInterruptedException();
   }
+  waiter.nextInQueue = nullptr;
   (lastWaiter != nullptr ? lastWaiter->nextInQueue : firstWaiter) = &waiter;
   lastWaiter = &waiter;
-  const unsigned int held = mutex.releaseAll();
-  waiter.block(deadline);
-  mutex.restore(held);
-  if (!waiter.notified()) {
-    // Timed out or interrupted: still in the queue, since notify takes whom it wakes out.
-    ThreadWaiter* previous = nullptr;
-    ThreadWaiter** link = &firstWaiter;
-    while (*link != &waiter) {
-      previous = *link;
-      link = &previous->nextInQueue;
-    }
-    *link = waiter.nextInQueue;
-    if (lastWaiter == &waiter) {
-      lastWaiter = previous;
+  waiterCount.fetch_add(1, std::memory_order_relaxed);
+  return mutex.releaseAll();
+}
+
+void JTCMonitor::awaitNotification(unsigned int held, bool relock, const timespec* deadline) {
+  ThreadWaiter& waiter = ThreadWaiter::current();
+  waiter.block(deadline, spins);
+  // A notified waiter is out of the wait set already: notify takes out whom it wakes. Any
+  // other takes itself out under the lock, unless a notification came in the meantime.
+  const bool locked = !waiter.notified();
+  if (locked) {
+    mutex.restore(held);
+    if (!waiter.notified()) {
+      ThreadWaiter* previous = nullptr;
+      ThreadWaiter** link = &firstWaiter;
+      while (*link != &waiter) {
+        previous = *link;
+        link = &previous->nextInQueue;
+      }
+      *link = waiter.nextInQueue;
+      if (lastWaiter == &waiter) {
+        lastWaiter = previous;
+      }
+      waiterCount.fetch_sub(1, std::memory_order_relaxed);
     }
   }
   if (waiter.finish()) {
-    throw JTCInterruptedException();
+    throw JTCInterruptedException(); // not notified, so the lock is held again
+  }
+  const unsigned int kept = relock ? held : held - 1;
+  if (!locked && kept > 0) {
+    mutex.restore(kept);
+  } else if (locked && kept < held) {
+    mutex.unlock();
   }
 }
 
 void JTCMonitor::notify() {
   checkOwner("notify of a monitor whose lock the thread doesn't hold");
-  if (ThreadWaiter* waiter = firstWaiter) {
+  if (ThreadWaiter* waiter = takeFirstWaiter(); waiter != nullptr && waiter->markNotified()) {
+    waiter->wake();
+  }
+}
+
+void JTCMonitor::notifyOnLeave(CRITICAL_SECTION* lock) {
+  checkOwner("notify of a monitor whose lock the thread doesn't hold");
+  ThreadWaiter* const waiter = takeFirstWaiter();
+  if (waiter == nullptr || !waiter->markNotified()) {
+    return;
+  }
+  if (lock->owner.load(std::memory_order_relaxed) != currentThreadToken()) {
+    waiter->wake();
+    return;
+  }
+  if (lock->wakeOnLeave != nullptr) {
+    lock->wakeOnLeave->wake(); // one waits there already: it goes now
+  }
+  lock->wakeOnLeave = waiter;
+}
+
+ThreadWaiter* JTCMonitor::takeFirstWaiter() {
+  ThreadWaiter* const waiter = firstWaiter;
+  if (waiter != nullptr) {
     firstWaiter = waiter->nextInQueue;
     if (firstWaiter == nullptr) {
       lastWaiter = nullptr;
     }
-    waiter->notify();
+    waiterCount.fetch_sub(1, std::memory_order_relaxed);
   }
+  return waiter;
 }
 
 void JTCMonitor::notifyAll() {
   checkOwner("notifyAll of a monitor whose lock the thread doesn't hold");
   ThreadWaiter* waiter = firstWaiter;
   firstWaiter = lastWaiter = nullptr;
+  waiterCount.store(0, std::memory_order_relaxed);
   while (waiter != nullptr) {
-    ThreadWaiter* const next = waiter->nextInQueue;
-    waiter->notify();
+    ThreadWaiter* const next = waiter->nextInQueue; // read before the thread can move on
+    if (waiter->markNotified()) {
+      waiter->wake();
+    }
     waiter = next;
   }
 }

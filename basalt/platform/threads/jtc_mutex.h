@@ -4,9 +4,7 @@
 // The thread library's recursive mutexes.
 
 #include "basalt/export.h"
-
-#include <atomic>
-#include <pthread.h>
+#include "basalt/platform/threads/critical_section.h"
 
 namespace basalt::platform {
 
@@ -31,13 +29,11 @@ private:
   unsigned int releaseAll() const;
   void restore(unsigned int times) const;
 
-  mutable pthread_mutex_t mutex;
-  mutable std::atomic<pthread_t> owner{};
-  mutable unsigned int depth = 0; // read and written by the owner only
+  mutable CRITICAL_SECTION section;
 };
 
-// The same mutex under the name of the thread library's lighter kind: on pthreads both are
-// one futex-based lock.
+// The same mutex under the name of the thread library's lighter kind: here both are one
+// futex-based lock.
 class BASALT_API JTCFastRecursiveMutex : public JTCRecursiveMutex {};
 
 } // namespace basalt::platform

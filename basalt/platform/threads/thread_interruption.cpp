@@ -1,11 +1,18 @@
 #include "basalt/platform/threads/thread_interruption.h"
 
 #include "basalt/platform/base/thread_state.h"
+#include "basalt/platform/threads/futex.h"
 
-#include <cerrno>
+#include <pthread.h>
 
 namespace basalt::platform {
 namespace {
+
+// The bits of a waiter's word. Notified and interrupted are set by other threads; sleeping
+// by the waiter before it sleeps, so that only a waiter that may sleep costs a wake-up.
+constexpr std::uint32_t notifiedBit = 1;
+constexpr std::uint32_t interruptedBit = 2;
+constexpr std::uint32_t sleepingBit = 4;
 
 // Interruptions not yet thrown, one node per thread that has some.
 struct Pending {
@@ -14,11 +21,15 @@ struct Pending {
   Pending* next;
 };
 
-// Statically initialised: usable on any thread at any time of the process. Guards both lists
-// and the interrupted flag of every registered waiter; taken before a waiter's own lock.
+// Statically initialised: usable on any thread at any time of the process. Guards the
+// pending list and the list of waiters with their threads; a wait takes it only when an
+// interruption is pending somewhere.
 pthread_mutex_t registryLock = PTHREAD_MUTEX_INITIALIZER;
 Pending* pendingList = nullptr;
-ThreadWaiter* blockedList = nullptr;
+// The sum of the counts in pendingList, changed under registryLock: with 0 a wait can tell
+// without the lock that none is meant for it.
+std::atomic<unsigned int> pendingTotal{0};
+ThreadWaiter* waiters = nullptr;
 
 Pending** findPending(DWORD thread) {
   Pending** link = &pendingList;
@@ -39,6 +50,7 @@ bool takePending(DWORD thread) {
     *link = entry->next;
     delete entry;
   }
+  pendingTotal.fetch_sub(1);
   return true;
 }
 
@@ -61,66 +73,135 @@ DWORD currentThreadId() {
   return cachedThreadId;
 }
 
-ThreadWaiter::ThreadWaiter() : thread(currentThreadId()) {
-  pthread_mutex_init(&lock, nullptr);
-  pthread_condattr_t attributes;
-  pthread_condattr_init(&attributes);
-  pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-  pthread_cond_init(&wake, &attributes);
-  pthread_condattr_destroy(&attributes);
+namespace {
+
+// The calling thread's waiter, null before its first wait. A plain pointer, so that a wait in
+// the destructor of another object of the thread still finds it.
+thread_local ThreadWaiter* threadWaiter = nullptr;
+
+// Gives the thread's waiter back as the thread ends.
+struct WaiterReturn {
+  WaiterReturn() = default;
+  ~WaiterReturn() {
+    if (threadWaiter != nullptr) {
+      ThreadWaiter::release(threadWaiter);
+      threadWaiter = nullptr;
+    }
+  }
+  WaiterReturn(const WaiterReturn&) = delete;
+  WaiterReturn& operator=(const WaiterReturn&) = delete;
+};
+
+} // namespace
+
+ThreadWaiter& ThreadWaiter::current() {
+  ThreadWaiter* waiter = threadWaiter;
+  if (waiter == nullptr) {
+    waiter = threadWaiter = acquire();
+    thread_local WaiterReturn giveBack;
+  }
+  return *waiter;
 }
 
-ThreadWaiter::~ThreadWaiter() {
-  pthread_cond_destroy(&wake);
-  pthread_mutex_destroy(&lock);
-}
-
-bool ThreadWaiter::begin() {
+// Waiters are never freed: a notifier may still be waking the word of a thread that has just
+// left its wait and ended.
+ThreadWaiter* ThreadWaiter::acquire() {
   RegistryGuard guard;
-  if (takePending(thread)) {
-    return false;
+  ThreadWaiter* waiter = waiters;
+  while (waiter != nullptr && waiter->thread != 0) {
+    waiter = waiter->nextWaiter;
   }
-  nextBlocked = blockedList;
-  if (blockedList != nullptr) {
-    blockedList->previousBlocked = this;
+  if (waiter == nullptr) {
+    waiter = new ThreadWaiter;
+    waiter->nextWaiter = waiters;
+    waiters = waiter;
   }
-  blockedList = this;
+  waiter->thread = currentThreadId();
+  return waiter;
+}
+
+void ThreadWaiter::release(ThreadWaiter* waiter) {
+  RegistryGuard guard;
+  waiter->thread = 0;
+}
+
+// blocked and pendingTotal are read and written in one order by all threads: a wait that
+// registers and then finds no interruption pending is seen as blocked by an interruption
+// that comes later.
+bool ThreadWaiter::begin() {
+  word.store(0, std::memory_order_relaxed);
+  blocked.store(true);
+  if (pendingTotal.load() != 0) {
+    RegistryGuard guard;
+    if (takePending(thread)) {
+      blocked.store(false);
+      return false;
+    }
+  }
   return true;
 }
 
-void ThreadWaiter::block(const timespec* deadline) {
-  pthread_mutex_lock(&lock);
-  int result = 0;
-  while (!wasNotified && !wasInterrupted && result != ETIMEDOUT) {
-    result = deadline == nullptr ? pthread_cond_wait(&wake, &lock)
-                                 : pthread_cond_timedwait(&wake, &lock, deadline);
+void ThreadWaiter::block(const timespec* deadline, unsigned int spins) {
+  // A notification that comes within the looks before the first sleep costs neither thread a
+  // trip to the kernel.
+  for (; spins > 0 && word.load(std::memory_order_relaxed) == 0; --spins) {
+    futex::pause();
   }
-  pthread_mutex_unlock(&lock);
+  for (;;) {
+    std::uint32_t seen = word.load(std::memory_order_acquire);
+    if ((seen & notifiedBit) != 0) {
+      return;
+    }
+    if ((seen & interruptedBit) != 0) {
+      // The mark may be meant for an earlier wait of this thread: only a pending
+      // interruption ends this one. Cleared first, so that a new one marks it again.
+      word.fetch_and(~interruptedBit, std::memory_order_relaxed);
+      RegistryGuard guard;
+      if (*findPending(thread) != nullptr) {
+        interrupted = true;
+        return;
+      }
+      continue;
+    }
+    if ((seen & sleepingBit) == 0) {
+      if (!word.compare_exchange_weak(seen, seen | sleepingBit, std::memory_order_relaxed)) {
+        continue;
+      }
+      seen |= sleepingBit;
+    }
+    if (!futex::wait(word, seen, deadline)) {
+      return; // timed out
+    }
+  }
 }
 
 bool ThreadWaiter::finish() {
-  RegistryGuard guard;
-  (previousBlocked != nullptr ? previousBlocked->nextBlocked : blockedList) = nextBlocked;
-  if (nextBlocked != nullptr) {
-    nextBlocked->previousBlocked = previousBlocked;
+  blocked.store(false);
+  const bool throws = interrupted && !notified();
+  interrupted = false;
+  if (!throws) {
+    return false;
   }
-  return wasInterrupted && !wasNotified && takePending(thread);
+  RegistryGuard guard;
+  return takePending(thread);
 }
 
-void ThreadWaiter::notify() {
-  pthread_mutex_lock(&lock);
-  wasNotified = true;
-  pthread_mutex_unlock(&lock);
-  // After the unlock, so that the woken thread doesn't sleep again on the lock. The waiter
-  // lives on: it can't leave before it has the monitor's lock back, which the caller holds.
-  pthread_cond_signal(&wake);
+bool ThreadWaiter::markNotified() {
+  return (word.fetch_or(notifiedBit, std::memory_order_release) & sleepingBit) != 0;
+}
+
+void ThreadWaiter::wake() {
+  futex::wake(word, 1);
+}
+
+bool ThreadWaiter::notified() const {
+  return (word.load(std::memory_order_acquire) & notifiedBit) != 0;
 }
 
 void ThreadWaiter::interrupt() {
-  pthread_mutex_lock(&lock);
-  wasInterrupted = true;
-  pthread_cond_signal(&wake);
-  pthread_mutex_unlock(&lock);
+  if ((word.fetch_or(interruptedBit) & sleepingBit) != 0) {
+    futex::wake(word, 1);
+  }
 }
 
 void interruptThread(DWORD threadId, unsigned int count) {
@@ -133,8 +214,9 @@ void interruptThread(DWORD threadId, unsigned int count) {
     *link = new Pending{threadId, 0, nullptr};
   }
   (*link)->count += count;
-  for (ThreadWaiter* waiter = blockedList; waiter != nullptr; waiter = waiter->nextBlocked) {
-    if (waiter->thread == threadId) {
+  pendingTotal.fetch_add(count);
+  for (ThreadWaiter* waiter = waiters; waiter != nullptr; waiter = waiter->nextWaiter) {
+    if (waiter->thread == threadId && waiter->blocked.load()) {
       waiter->interrupt();
     }
   }
@@ -148,8 +230,8 @@ unsigned int pendingInterruptions(DWORD threadId) {
 
 bool blockedInThreadLibrary(DWORD threadId) {
   RegistryGuard guard;
-  for (const ThreadWaiter* waiter = blockedList; waiter != nullptr; waiter = waiter->nextBlocked) {
-    if (waiter->thread == threadId) {
+  for (const ThreadWaiter* waiter = waiters; waiter != nullptr; waiter = waiter->nextWaiter) {
+    if (waiter->thread == threadId && waiter->blocked.load()) {
       return true;
     }
   }

@@ -10,8 +10,9 @@
 
 #include "basalt/platform/base/win_types.h"
 
+#include <atomic>
+#include <cstdint>
 #include <ctime>
-#include <pthread.h>
 
 namespace basalt::platform {
 
@@ -26,41 +27,52 @@ void interruptThread(DWORD threadId, unsigned int count = 1);
 unsigned int pendingInterruptions(DWORD threadId);
 bool blockedInThreadLibrary(DWORD threadId);
 
-// One blocked call of the thread library, on the blocked thread's stack: it has a condition of
-// its own, so that a notification or an interruption wakes this thread alone.
+// The calling thread's part in the blocking calls of the thread library. Each thread has one,
+// from its first wait to its end, so that a wait allocates nothing and takes no lock that
+// other threads share; it sleeps on a word of its own, so that a notification or an
+// interruption wakes this thread alone.
 class ThreadWaiter {
 public:
-  ThreadWaiter();
-  ~ThreadWaiter();
   ThreadWaiter(const ThreadWaiter&) = delete;
   ThreadWaiter& operator=(const ThreadWaiter&) = delete;
 
-  // Registers the calling thread as blocked; false, with one interruption used up, when one
-  // is pending. Must be followed by finish() when it returned true.
+  static ThreadWaiter& current();
+  // A waiter for the calling thread, and giving it back when the thread ends.
+  static ThreadWaiter* acquire();
+  static void release(ThreadWaiter* waiter);
+
+  // Registers the thread as blocked; false, with one interruption used up, when one is pending.
+  // Must be followed by finish() when it returned true.
   bool begin();
-  // Blocks until notified, interrupted, or the deadline on CLOCK_MONOTONIC (null: none).
-  void block(const timespec* deadline);
-  // Ends the registration. True when the wait is to throw: interrupted and not notified.
+  // Blocks until notified, interrupted, or the deadline on CLOCK_MONOTONIC (null: none),
+  // looking for the notification up to spins times before it first sleeps.
+  void block(const timespec* deadline, unsigned int spins);
+  // Ends the registration. True, with the interruption used up, when the wait is to throw:
+  // interrupted and not notified. The caller has taken the waiter out of its wait set.
   bool finish();
 
-  // Wakes the waiter as notified. The caller keeps the waiter registered with its monitor.
-  void notify();
-  bool notified() const { return wasNotified; }
+  // Marks the waiter as notified; true when it may be asleep and wants wake(). The caller
+  // holds the lock of the monitor in whose wait set the waiter stands, and has taken it out
+  // of that set.
+  bool markNotified();
+  // Wakes the thread, if it sleeps. Harmless at any time: waiters are never freed, and a
+  // thread that finds nothing for it sleeps again.
+  void wake();
+  bool notified() const;
 
-  ThreadWaiter* nextInQueue = nullptr;
+  ThreadWaiter* nextInQueue = nullptr; // the wait set of a monitor, under its lock
 
 private:
   friend void interruptThread(DWORD, unsigned int);
   friend bool blockedInThreadLibrary(DWORD);
+  ThreadWaiter() = default;
   void interrupt();
 
-  pthread_mutex_t lock; // guards the two flags
-  pthread_cond_t wake;
-  bool wasNotified = false;
-  bool wasInterrupted = false;
-  DWORD thread;
-  ThreadWaiter* previousBlocked = nullptr;
-  ThreadWaiter* nextBlocked = nullptr;
+  std::atomic<std::uint32_t> word{0}; // what the wait has seen, and whether it sleeps
+  std::atomic<bool> blocked{false};
+  bool interrupted = false;           // an interruption of this wait is pending; the thread's own
+  DWORD thread = 0;                   // 0 while no thread holds the waiter
+  ThreadWaiter* nextWaiter = nullptr; // every waiter ever made, never freed
 };
 
 // The calling thread's id, asked of the kernel once per thread.

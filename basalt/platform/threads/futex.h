@@ -1,0 +1,27 @@
+#ifndef BASALT_PLATFORM_THREADS_FUTEX_H
+#define BASALT_PLATFORM_THREADS_FUTEX_H
+
+// Sleeping on a 32-bit word of this process until another thread changes it and says so: what
+// the layer's locks and waits block on once their atomic fast paths have failed.
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+
+namespace basalt::platform::futex {
+
+// Sleeps while word holds expected, until woken or until the deadline on CLOCK_MONOTONIC
+// (null: none) has passed; false only in that last case. Callers test the word again: a
+// return may also be spurious.
+bool wait(std::atomic<std::uint32_t>& word, std::uint32_t expected, const timespec* deadline);
+// Wakes up to count threads sleeping on word.
+void wake(std::atomic<std::uint32_t>& word, int count);
+
+// A moment's rest in a loop that looks at a word another processor is to change.
+inline void pause() {
+  __builtin_ia32_pause();
+}
+
+} // namespace basalt::platform::futex
+
+#endif
