@@ -1,7 +1,7 @@
 #include "basalt/platform/threads/critical_section.h"
 
-#include "basalt/platform/threads/futex.h"
 #include "basalt/platform/threads/thread_interruption.h"
+#include "basalt/platform/threads/word_wait.h"
 
 namespace basalt::platform {
 void InitializeCriticalSection(CRITICAL_SECTION* section) {
@@ -16,14 +16,14 @@ void InitializeCriticalSection(CRITICAL_SECTION* section) {
 // leaving owner wakes a sleeper.
 void EnterContendedCriticalSection(CRITICAL_SECTION* section) {
   while (section->state.exchange(sectionContended, std::memory_order_acquire) != sectionFree) {
-    futex::wait(section->state, sectionContended, nullptr);
+    wordwait::wait(section->state, sectionContended, nullptr);
   }
 }
 
 void WakeAfterLeavingCriticalSection(CRITICAL_SECTION* section, std::uint32_t previousState,
                                      ThreadWaiter* notified) {
   if (previousState == sectionContended) {
-    futex::wake(section->state, 1);
+    wordwait::wake(section->state);
   }
   if (notified != nullptr) {
     notified->wake();

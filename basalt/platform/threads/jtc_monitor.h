@@ -78,7 +78,7 @@ private:
 };
 
 // The same monitor under the name of the thread library's lighter kind: here both are one
-// futex-based lock.
+// lock on an atomic word.
 class BASALT_API JTCFastMonitor : public JTCMonitor {};
 
 } // namespace basalt::platform

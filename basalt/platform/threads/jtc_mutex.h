@@ -33,7 +33,7 @@ private:
 };
 
 // The same mutex under the name of the thread library's lighter kind: here both are one
-// futex-based lock.
+// lock on an atomic word.
 class BASALT_API JTCFastRecursiveMutex : public JTCRecursiveMutex {};
 
 } // namespace basalt::platform

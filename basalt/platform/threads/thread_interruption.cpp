@@ -1,7 +1,7 @@
 #include "basalt/platform/threads/thread_interruption.h"
 
 #include "basalt/platform/base/thread_state.h"
-#include "basalt/platform/threads/futex.h"
+#include "basalt/platform/threads/word_wait.h"
 
 #include <pthread.h>
 
@@ -145,7 +145,7 @@ void ThreadWaiter::block(const timespec* deadline, unsigned int spins) {
   // A notification that comes within the looks before the first sleep costs neither thread a
   // trip to the kernel.
   for (; spins > 0 && word.load(std::memory_order_relaxed) == 0; --spins) {
-    futex::pause();
+    wordwait::pause();
   }
   for (;;) {
     std::uint32_t seen = word.load(std::memory_order_acquire);
@@ -169,7 +169,7 @@ void ThreadWaiter::block(const timespec* deadline, unsigned int spins) {
       }
       seen |= sleepingBit;
     }
-    if (!futex::wait(word, seen, deadline)) {
+    if (!wordwait::wait(word, seen, deadline)) {
       return; // timed out
     }
   }
@@ -191,7 +191,7 @@ bool ThreadWaiter::markNotified() {
 }
 
 void ThreadWaiter::wake() {
-  futex::wake(word, 1);
+  wordwait::wake(word);
 }
 
 bool ThreadWaiter::notified() const {
@@ -200,7 +200,7 @@ bool ThreadWaiter::notified() const {
 
 void ThreadWaiter::interrupt() {
   if ((word.fetch_or(interruptedBit) & sleepingBit) != 0) {
-    futex::wake(word, 1);
+    wordwait::wake(word);
   }
 }
 
