@@ -14,6 +14,7 @@ namespace basalt {
 // owner and no recursion for writing: a thread that holds either lock and asks for the write
 // lock, or holds the write lock and asks for a read lock, waits for ever. Unlocking a lock
 // that isn't held changes nothing.
+// May be shared between threads.
 class BASALT_API ReadWriteLock {
 public:
   ReadWriteLock();
@@ -34,6 +35,7 @@ private:
 };
 
 // Holds the read lock for the length of a scope.
+// A guard belongs to the scope, and so the thread, that made it.
 class BASALT_API PavaneSynchronizedRead {
 public:
   explicit PavaneSynchronizedRead(ReadWriteLock& lock);
@@ -46,6 +48,7 @@ private:
 };
 
 // Holds the write lock for the length of a scope.
+// A guard belongs to the scope, and so the thread, that made it.
 class BASALT_API PavaneSynchronizedWrite {
 public:
   explicit PavaneSynchronizedWrite(ReadWriteLock& lock);

@@ -37,6 +37,7 @@ constexpr DWORD STREAM_SEEK_CUR = 1;
 constexpr DWORD STREAM_SEEK_END = 2;
 constexpr HRESULT STG_E_INVALIDFUNCTION = static_cast<HRESULT>(0x80030001);
 
+// A stream of bytes. One thread at a time, but for AddRef and Release.
 class ISequentialStream : public IUnknown {
 public:
   static constexpr IID iid = {
@@ -51,6 +52,7 @@ protected:
   ~ISequentialStream() = default;
 };
 
+// A stream with a position. One thread at a time, but for AddRef and Release.
 class IStream : public ISequentialStream {
 public:
   static constexpr IID iid = {0x0000000C, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -67,6 +69,8 @@ class IXMLDOMNamedNodeMap;
 class IXMLDOMDocument;
 class IXMLDOMElement;
 
+// A node of a document. A document and its nodes belong to one thread at a time, but for AddRef and
+// Release.
 class IXMLDOMNode : public IUnknown {
 public:
   static constexpr IID iid = {
@@ -97,6 +101,8 @@ protected:
   ~IXMLDOMNode() = default;
 };
 
+// An element node. A document and its nodes belong to one thread at a time, but for AddRef and
+// Release.
 class IXMLDOMElement : public IXMLDOMNode {
 public:
   static constexpr IID iid = {
@@ -114,6 +120,7 @@ protected:
   ~IXMLDOMElement() = default;
 };
 
+// A document. It and its nodes belong to one thread at a time, but for AddRef and Release.
 class IXMLDOMDocument : public IXMLDOMNode {
 public:
   static constexpr IID iid = {
@@ -138,6 +145,7 @@ protected:
   ~IXMLDOMDocument() = default;
 };
 
+// A live list of nodes. One thread at a time, as its document, but for AddRef and Release.
 class IXMLDOMNodeList : public IUnknown {
 public:
   static constexpr IID iid = {
@@ -150,6 +158,7 @@ protected:
   ~IXMLDOMNodeList() = default;
 };
 
+// An element's attributes. One thread at a time, as its document, but for AddRef and Release.
 class IXMLDOMNamedNodeMap : public IUnknown {
 public:
   static constexpr IID iid = {

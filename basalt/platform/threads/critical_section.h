@@ -7,6 +7,7 @@ namespace basalt::platform {
 
 // A re-entrant lock: the owning thread may enter again and the section is free only after
 // as many leaves as enters.
+// May be shared between threads.
 struct CRITICAL_SECTION {
   pthread_mutex_t mutex;
 };
