@@ -4,6 +4,7 @@
 #include "tools/basalt-admin/commands.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstdint>
 #include <cstdio>
 #include <dlfcn.h>
@@ -106,8 +107,11 @@ std::string libraryDirectory() {
   if (dlinfo(self, RTLD_DI_SERINFO, info) == 0) {
     const std::string file = "/libbasalt.so." + std::to_string(BASALT_VERSION_MAJOR);
     for (unsigned int i = 0; i < info->dls_cnt && found.empty(); ++i) {
-      const std::string directory = info->dls_serpath[i].dls_name;
-      found = access((directory + file).c_str(), F_OK) == 0 ? directory : found;
+      char* directory = realpath(info->dls_serpath[i].dls_name, nullptr);
+      if (directory != nullptr && access((directory + file).c_str(), F_OK) == 0) {
+        found = directory;
+      }
+      std::free(directory);
     }
   }
   dlclose(self);
