@@ -41,6 +41,16 @@ run(${CMAKE_COMMAND} -S "${PACKAGE_DIR}/consumer" -B "${WORK_DIR}/cmake" -G "${G
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/cmake")
 expect_greeting("${WORK_DIR}/cmake/consumer")
 
+# The short examples build from the package as a user builds them.
+unset(ENV{BASALT_REGISTRY})
+set(ENV{TMPDIR} "${WORK_DIR}")
+run(${CMAKE_COMMAND} -S "${SOURCE_DIR}/examples/basics" -B "${WORK_DIR}/examples"
+    -G "${GENERATOR}" -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} --build "${WORK_DIR}/examples")
+foreach(example log_and_error registry_read thread_pool xml_document files_and_modules)
+  run("${WORK_DIR}/examples/${example}")
+endforeach()
+
 set(ENV{PKG_CONFIG_PATH} "${prefix}/lib/pkgconfig")
 run(pkg-config --cflags --libs basalt)
 string(STRIP "${output}" flags)
