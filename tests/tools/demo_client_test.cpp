@@ -84,13 +84,16 @@ TEST(DemoClient, TheReadmesToolExamplesRunAgainstTheDemosFiles) {
   const EnvironmentVariable registry("BASALT_REGISTRY", DEMO_REGISTRY_FILE);
   std::ifstream readme(BASALT_README);
   bool inToolSection = false;
+  bool inShellBlock = false;
   int examples = 0;
   for (std::string line; std::getline(readme, line);) {
     if (line.rfind("## ", 0) == 0) {
       inToolSection = line == "## The operator's tool: basalt-admin";
-    }
-    if (inToolSection && line.rfind("basalt-admin ", 0) == 0) {
+    } else if (line.rfind("```", 0) == 0) {
+      inShellBlock = !inShellBlock && line == "```sh";
+    } else if (inToolSection && inShellBlock) {
       std::vector<std::string> command = shellWords(line);
+      ASSERT_FALSE(command.empty() || command[0] != "basalt-admin") << line;
       command[0] = BASALT_ADMIN;
       EXPECT_EQ(runChild(command, {}).exitCode, 0) << line;
       ++examples;

@@ -25,7 +25,8 @@ struct Command {
   const char* name;
   const char* usage; // the command line behind "basalt-admin "
   const char* help;  // what it does and what its options mean, indented
-  std::vector<OptionSpec> options;
+  const OptionSpec* options;
+  std::size_t optionCount;
   int (*run)(const CommandLine& line);
 };
 

@@ -43,7 +43,7 @@ std::string usage() {
 }
 
 int run(const Command& command, const std::vector<std::string>& arguments) {
-  std::vector<OptionSpec> options = command.options;
+  std::vector<OptionSpec> options(command.options, command.options + command.optionCount);
   options.insert(options.end(), {{"--help", false}, {"-h", false}, {"--events", false}});
   CommandLine line;
   if (!parseCommandLine(arguments, options, line)) {

@@ -4,10 +4,11 @@
 #include "tools/basalt-admin/commands.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <dlfcn.h>
+#include <iterator>
 #include <link.h>
 #include <unistd.h>
 
@@ -177,6 +178,8 @@ int showMessage(const CommandLine& line) {
   return exitSuccess;
 }
 
+constexpr OptionSpec messageOptions[] = {{"--language", true}};
+
 } // namespace
 
 const Command messageCommand = {
@@ -193,7 +196,8 @@ const Command messageCommand = {
     --language LANG  the user's language, three letters such as DEU; without
                      it, the language of the locale (LC_ALL, LC_MESSAGES, LANG).
 )",
-    {{"--language", true}},
+    messageOptions,
+    std::size(messageOptions),
     showMessage};
 
 } // namespace basalt::admin

@@ -5,6 +5,7 @@
 #include "tools/basalt-admin/reg_text.h"
 
 #include <cstdio>
+#include <iterator>
 
 namespace basalt::admin {
 namespace {
@@ -147,6 +148,8 @@ int showRegistry(const CommandLine& line) {
   return emit(out) ? exitSuccess : exitUsage;
 }
 
+constexpr OptionSpec registryOptions[] = {{"--check", false}};
+
 } // namespace
 
 const Command registryCommand = {
@@ -165,7 +168,8 @@ const Command registryCommand = {
     --check  prints only what is wrong, and exits with 1 when a line was
              skipped or a file can't be read.
 )",
-    {{"--check", false}},
+    registryOptions,
+    std::size(registryOptions),
     showRegistry};
 
 } // namespace basalt::admin
