@@ -1,7 +1,8 @@
 #ifndef BASALT_BASALT_H
 #define BASALT_BASALT_H
 
-// The whole exported interface of basalt.
+// The whole exported interface of basalt. Each class comment says whether the class may be
+// shared between threads.
 
 #include "basalt/concurrency/cond_args.h"
 #include "basalt/concurrency/flag.h"
@@ -38,5 +39,6 @@
 #include "basalt/text/kelp_string.h"
 #include "basalt/text/string_converters.h"
 #include "basalt/text/thread_locale.h"
+#include "basalt/version.h"
 
 #endif

@@ -15,5 +15,5 @@ function(basalt_add_test_suite name)
   target_compile_definitions(${name} PRIVATE
     BASALT_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data"
     BASALT_BINARY_DIR="${PROJECT_BINARY_DIR}")
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 LABELS ${name})
 endfunction()

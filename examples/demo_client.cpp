@@ -132,12 +132,17 @@ void showLog(CoreLog* log) {
   logRecord(log, cacheMessage, CoreLog::VerbosityError, "Storage", "", {"99", "1250"});
   logRecord(log, startedMessage, CoreLog::VerbosityCritical, "demo", "", {"lower case", "0"});
   logRecord(log, otherFacilityMessage, CoreLog::VerbosityError, "DEMO", "", {});
+  std::printf("  (deliberately: facility 0x205 has no message library, so the log file says\n"
+              "  \"No message obtained\" for it and the event log that the library is missing)\n");
 
+  // get appends a message's text to a string whatever the thresholds say: the line shows the
+  // string it started with and then the text of 0x42010102 with three inserts.
   const KELPString done("done");
   const unsigned short* inserts[] = {done.c_str(), done.c_str(), done.c_str()};
   KELPString text("get, unfiltered: ");
   const bool found = log->get(text, stepMessage, 3, inserts);
-  std::printf("%s (%s)\n", text.string().c_str(), found ? "found" : "no text");
+  std::printf("CoreLog::get appends a text whatever the thresholds say:\n  %s (%s)\n",
+              text.string().c_str(), found ? "found" : "no text");
 }
 
 // The error of a lower layer, which the demo wraps into its own.
@@ -177,7 +182,8 @@ void showErrors(CoreLog* log) {
   BaseError untold(untoldMessage, "DEMO", TRELL_o::AnyError::SeverityCritical,
                    TRELL_o::AnyError::CompletedDefault);
   untold.log(log);
-  std::printf("an error whose number has no text: \"%s\" (the log file shows a notice)\n",
+  std::printf("an error whose number has no text, deliberately: \"%s\" (the log file says \"No "
+              "message obtained\" for it)\n",
               untold.getText(log).string().c_str());
 }
 
@@ -216,6 +222,10 @@ int main() {
   demo::showThreadPool();
   demo::showCrashTranslation();
   showFile("Log file", demo::logFilePath());
+  std::printf("(the two \"No message obtained\" lines are the deliberate ones above: no library "
+              "for 0xC2050001, no text for 0xC20101FF)\n");
   showFile("Event file", demo::eventFilePath());
+  std::printf("(the event is deliberate too: the log reports there that facility 0x205 has no "
+              "message library)\n");
   return 0;
 }

@@ -10,6 +10,7 @@ namespace basalt {
 // A mutex, a condition bound to it and an integer, for two threads to meet on. The locking is
 // the user's: lock, test or set the flag, wait in a loop or signal, unlock. flag() and
 // setFlag() are safe only between lock() and unlock().
+// It is meant to be shared between threads.
 class BASALT_API CondArgs {
 public:
   CondArgs();

@@ -13,12 +13,14 @@
 
 namespace basalt {
 
+// The thread library's recursive mutex. May be shared between threads.
 class BASALT_API MarlowRecursiveMutex : public platform::JTCRecursiveMutex {
 public:
   MarlowRecursiveMutex();
   ~MarlowRecursiveMutex();
 };
 
+// The thread library's monitor. May be shared between threads.
 class BASALT_API MarlowMonitor : public platform::JTCMonitor {
 public:
   MarlowMonitor();
@@ -27,6 +29,7 @@ public:
 
 // Brackets a client's use of the thread library. basalt brings the library up itself when it
 // is loaded, so a client needs one only to keep it up past basalt's unload.
+// Any thread may make, copy or destroy one.
 class BASALT_API MarlowInitialize : public platform::JTCInitialize {
 public:
   MarlowInitialize();
@@ -36,6 +39,7 @@ public:
 };
 
 // Held by a thread that the thread library didn't start, for as long as it uses it.
+// It and its copies belong to the thread that made it.
 class BASALT_API MarlowAdoptCurrentThread : public platform::JTCAdoptCurrentThread {
 public:
   MarlowAdoptCurrentThread();

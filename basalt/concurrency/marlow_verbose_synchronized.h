@@ -13,6 +13,7 @@ namespace basalt {
 // "Synchronization", with the thread id and the name as inserts: 0x420170A7 before the lock
 // is asked for, 0x420170A8 when it is held, 0x420170A9 just before it is released. A thread
 // that logged the first and not the second is waiting for the lock.
+// A guard belongs to the scope, and so the thread, that made it.
 class BASALT_API MarlowVerboseSynchronized {
 public:
   MarlowVerboseSynchronized(MarlowMutex& mutex, const char* name);

@@ -11,6 +11,7 @@ namespace basalt {
 // A condition bound to a PavaneMutex, which must outlive it. A return from wait says only that
 // it is worth looking again: test the condition in a loop around the call. Interruptions of
 // the wait are absorbed.
+// May be shared between threads. Waiters and signallers on several threads are what it is for.
 class BASALT_API PavaneCondition : public platform::JTCMonitor {
 public:
   explicit PavaneCondition(PavaneMutex* mutex);

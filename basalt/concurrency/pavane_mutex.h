@@ -18,6 +18,7 @@ class MarlowRecursiveMutex;
 
 // A re-entrant mutex: the thread that holds it may take it again, and other threads get it
 // only after as many releases as acquisitions.
+// May be shared between threads.
 class BASALT_API PavaneMutex {
 public:
   PavaneMutex();
@@ -32,6 +33,7 @@ private:
 };
 
 // The same mutex under the name that the library's clients use.
+// May be shared between threads.
 class BASALT_API MarlowMutex {
 public:
   MarlowMutex();
@@ -47,6 +49,7 @@ private:
 
 // What a scope guard holds: one lock, released by kind. Only the pointer that kind names is
 // set.
+// Part of a guard, and so of one thread.
 struct BASALT_API HeldLock {
   enum Kind {
     KindMonitor = 0,
@@ -67,7 +70,8 @@ struct BASALT_API HeldLock {
 };
 
 // Holds a PavaneMutex for the length of a scope, also when an exception leaves the scope.
-// Inline, as it stands around most short locked sections of the library.
+// Inline, as it stands around most short locked sections of the library. A guard belongs
+// to the scope, and so the thread, that made it.
 class BASALT_API PavaneSynchronized {
 public:
   explicit PavaneSynchronized(PavaneMutex& lock) {
@@ -95,6 +99,7 @@ private:
 
 // The clients' scope guard: over a MarlowMutex, or over the thread library's recursive mutex
 // or monitor.
+// A guard belongs to the scope, and so the thread, that made it.
 class BASALT_API MarlowSynchronized {
 public:
   explicit MarlowSynchronized(MarlowMutex& lock);

@@ -9,6 +9,7 @@ namespace basalt {
 // A thread whose body is work(arg). Objects live on the heap and are held by
 // platform::JTCHandleT; a started thread keeps its object alive until its body has returned.
 // Interruptions of join are absorbed; a refused priority is a BaseError.
+// Its handles may be held and used on any thread.
 class BASALT_API PavaneThread : public platform::JTCThread {
 public:
   explicit PavaneThread(void* arg = nullptr, platform::JTCHandleT<platform::JTCThreadGroup> group =
@@ -38,6 +39,7 @@ private:
 };
 
 // The thread library's thread under the clients' name: a derived class overrides run().
+// Its handles may be held and used on any thread.
 class BASALT_API MarlowThread : public platform::JTCThread {
 public:
   explicit MarlowThread(void* arg = nullptr, platform::JTCHandleT<platform::JTCThreadGroup> group =

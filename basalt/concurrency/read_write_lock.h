@@ -15,6 +15,7 @@ namespace basalt {
 // owner and no recursion for writing: a thread that holds either lock and asks for the write
 // lock, or holds the write lock and asks for a read lock, waits for ever. Unlocking a lock
 // that isn't held changes nothing.
+// May be shared between threads.
 //
 // The lock is one atomic word, which a lock or unlock that needn't wait changes with one
 // instruction; the mutex and the condition serve only threads that wait, and the releases
@@ -45,6 +46,7 @@ private:
 };
 
 // Holds the read lock for the length of a scope.
+// A guard belongs to the scope, and so the thread, that made it.
 class BASALT_API PavaneSynchronizedRead {
 public:
   explicit PavaneSynchronizedRead(ReadWriteLock& lock);
@@ -57,6 +59,7 @@ private:
 };
 
 // Holds the write lock for the length of a scope.
+// A guard belongs to the scope, and so the thread, that made it.
 class BASALT_API PavaneSynchronizedWrite {
 public:
   explicit PavaneSynchronizedWrite(ReadWriteLock& lock);

@@ -17,6 +17,7 @@ using CleanupFunction = void* (*)(void*);
 
 // One call of a worker function, as it waits in a RequestQueue. A free place of the queue has
 // requester and id 0.
+// A value: one thread at a time, or under the lock of the queue that holds it.
 class BASALT_API Request {
 public:
   Request() = default;
@@ -35,10 +36,11 @@ public:
 };
 
 // Matches a request by its id.
+// One object belongs to one thread at a time.
 class BASALT_API ReqIdMatcher {
 public:
   ReqIdMatcher() = default;
-  explicit ReqIdMatcher(std::uint32_t id) : id(id) {}
+  explicit ReqIdMatcher(std::uint32_t value) : id(value) {}
 
   void setId(std::uint32_t value) { id = value; }
   int operator()(const Request& request) const { return request.id == id ? 1 : 0; }
@@ -48,10 +50,11 @@ private:
 };
 
 // Matches a request by the requester that made it.
+// One object belongs to one thread at a time.
 class BASALT_API RequesterMatcher {
 public:
   RequesterMatcher() = default;
-  explicit RequesterMatcher(ThreadRequester* requester) : requester(requester) {}
+  explicit RequesterMatcher(ThreadRequester* value) : requester(value) {}
 
   void setHandle(ThreadRequester* value) { requester = value; }
   int operator()(const Request& request) const { return request.requester == requester ? 1 : 0; }
@@ -67,6 +70,7 @@ private:
 //
 // Empty and Full read the count without the lock; their answer holds only under a lock of
 // the caller's that also covers every change, as a ThreadPool's does.
+// May be shared between threads.
 class BASALT_API RequestQueue {
 public:
   explicit RequestQueue(unsigned short capacity);

@@ -18,6 +18,7 @@ class ThreadPool;
 // One worker of a ThreadPool. It starts running in its constructor and takes requests from
 // the pool's queue until the pool shuts down; a temporary worker leaves as soon as it finds
 // the queue empty. Its stop flag serves every request it runs and goes back to 0 after each.
+// Only its pool calls it; its stop flag is shared as Flag says.
 class BASALT_API WorkerThread : public PavaneThread {
 public:
   WorkerThread(ThreadPool* pool, unsigned short index, int temporary);
@@ -64,6 +65,7 @@ private:
 // the queue ends that wait. No clear may start once the queue has drained (it would wait for
 // the joins, which wait for the workers), and once the pool is gone no thread may still be
 // inside it nor hold a ThreadRequester on it.
+// May be shared between threads. Any thread may make and clear requests.
 class BASALT_API ThreadPool {
 public:
   ThreadPool();
@@ -122,6 +124,8 @@ private:
 // its address, which is only compared. A copy is a requester of its own. The destructor
 // clears this requester's requests, so a requester must not outlive its pool unless
 // setThreadPool(nullptr) was called.
+// Any thread may make and clear requests through it; change its pool only while no other thread
+// uses it.
 class BASALT_API ThreadRequester {
 public:
   explicit ThreadRequester(ThreadPool* pool);

@@ -10,6 +10,7 @@
 namespace basalt {
 
 // What the registry keeps of one thread.
+// A record of the registry, read and written under the registry's lock.
 class BASALT_API ThreadIDFlag {
 public:
   ThreadIDFlag() = default;
@@ -25,6 +26,7 @@ public:
 //
 // The first thread that calls registerNOVIThread becomes the NOVI thread for the life of the
 // registry and is found without a search; every other thread is looked up linearly.
+// May be shared between threads. Every operation but getThisId holds its lock.
 class BASALT_API ThreadRegistry {
 public:
   ThreadRegistry();

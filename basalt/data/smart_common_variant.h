@@ -10,6 +10,7 @@ enum CommonVT { CVT_TEXT = 0, CVT_NUMBER = 1, CVT_DATE = 2, CVT_EMPTY = 3, CVT_B
 
 // The record every operation works on: the member that type selects. A text is owned; its
 // pointer is null until a string is stored and again after clearing.
+// Part of a SmartCommonVariant, and so of one thread at a time.
 struct CommonVariant {
   union {
     KELPString* text;

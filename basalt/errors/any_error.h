@@ -14,6 +14,7 @@ namespace TRELL_o {
 
 // One insert of an error's message: a text, or a message number that may have inserts of its
 // own (isCoded). Inserts are made by BaseError and belong to the error that holds them.
+// It belongs to its error, and so to one thread at a time.
 class BASALT_API AnyErrorInsert {
 public:
   AnyErrorInsert() = default;
@@ -36,6 +37,7 @@ public:
 
 // What every error of the family offers. An error carries a message number and inserts, never
 // words of its own: the text is made from a message library only when getText is asked.
+// An error belongs to one thread at a time: getText writes the text it keeps.
 class BASALT_API AnyError {
 public:
   enum Severity : int {

@@ -18,6 +18,7 @@ class AnyErrorContainer;
 // Throw by value and catch as TRELL_o::AnyError&. A copy clones every insert and starts with
 // an empty text of its own. A copy, assignment or addInsert that fails (std::bad_alloc, or a
 // client's insert whose clone throws) passes the exception on and leaves the target as it was.
+// One thread at a time: getText writes the text it keeps.
 class BASALT_API BaseError : public TRELL_o::AnyError {
 public:
   BaseError(unsigned int code, const KELPString& module, Severity severity, Completed completed);

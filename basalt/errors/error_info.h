@@ -9,6 +9,7 @@ namespace common {
 // How an object tells callers that don't take exceptions what went wrong in its last
 // operation: it keeps a copy of the error, and the caller fetches it after a call reported
 // failure. The channel belongs to the object; nothing is kept per thread or per process.
+// One object belongs to one thread at a time.
 class BASALT_API ErrorInfo {
 public:
   ErrorInfo(const ErrorInfo&) = default;

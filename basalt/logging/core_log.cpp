@@ -7,9 +7,6 @@
 #include <memory>
 #include <new>
 
-template class std::vector<basalt::LogApp*>;
-template class std::vector<basalt::LogModule*>;
-
 namespace basalt {
 namespace {
 

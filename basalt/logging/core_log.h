@@ -6,14 +6,13 @@
 
 #include <atomic>
 #include <cstdint>
-#include <vector>
 
 namespace basalt {
 
 class CoreLogImpl;
 // The configured modules and their components; see the log's configuration.
-class BASALT_API LogApp;
-class BASALT_API LogModule;
+class LogApp;
+class LogModule;
 
 // The door to logging and to message texts. Everything of substance lives in an
 // implementation that is made on the first use of the object, so making one costs nothing.
@@ -21,6 +20,7 @@ class BASALT_API LogModule;
 // A record is written when its level is at most the threshold configured for its module and
 // component. Records are identified by 32-bit message numbers; their words come from
 // message libraries.
+// May be shared between threads. Any thread may log at any time; the log takes its own lock.
 class BASALT_API CoreLog {
 public:
   // As a record's level and as a configured threshold: more means more output. A level of
@@ -73,8 +73,5 @@ private:
 BASALT_API CoreLog* getLogObject();
 
 } // namespace basalt
-
-extern template class BASALT_API std::vector<basalt::LogApp*>;
-extern template class BASALT_API std::vector<basalt::LogModule*>;
 
 #endif

@@ -9,7 +9,7 @@
 namespace basalt {
 
 // A component of a configured module, with the threshold that replaces the module's.
-class BASALT_API LogModule {
+class LogModule {
 public:
   LogModule(const KELPString& name, CoreLog::VerbosityType verbosity);
 
@@ -19,7 +19,7 @@ public:
 
 // A configured module: its threshold and its components, kept in ascending order of name by
 // code unit, case-sensitive.
-class BASALT_API LogApp {
+class LogApp {
 public:
   explicit LogApp(const KELPString& name);
   ~LogApp();

@@ -3,23 +3,20 @@
 #include "basalt/logging/core_log_impl.h"
 #include "basalt/logging/message_library.h"
 #include "basalt/logging/message_text.h"
-#include "basalt/system/file_locator.h"
 #include "basalt/system/registry_wrapper.h"
 #include "basalt/text/system_locale_info.h"
 
 namespace basalt {
 
-MessageProbe probeMessage(std::uint32_t message, const KELPString* language, int insertCount,
+MessageProbe probeMessage(std::uint32_t message, const KELPString* language,
+                          const KELPString& fallback, int insertCount,
                           const unsigned short** inserts) {
   MessageProbe probe;
   RegistryWrapper registry;
   if (!registry.readRegKeyValue(RegistryWrapper::LocalMachine, CoreLogImpl::logKeyPath, "Location",
                                 probe.location, nullptr)) {
     probe.locationFailure = registry.getErrorText();
-    FileLocator libraryModule;
-    if (libraryModule.setLocationToModule("basalt") != 0) {
-      probe.location = libraryModule.getLocation();
-    }
+    probe.location = fallback;
   }
   MessageLibrary::setLocation(probe.location);
 

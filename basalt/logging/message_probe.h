@@ -6,7 +6,6 @@
 // probe sets the directory of the message libraries for the whole process, as a log's start
 // does.
 
-#include "basalt/export.h"
 #include "basalt/text/kelp_string.h"
 
 #include <cstdint>
@@ -15,8 +14,8 @@
 namespace basalt {
 
 struct MessageProbe {
-  // The directory searched first: the log key's Location, else the directory of the loaded
-  // libbasalt, else empty. In the library's form, with '\'.
+  // The directory searched first: the log key's Location, else the fallback, else empty. In
+  // the library's form, with '\'.
   KELPString location;
   // Why Location couldn't be used, as the registry tells it; empty when it was.
   KELPString locationFailure;
@@ -32,12 +31,14 @@ struct MessageProbe {
 };
 
 // Looks message up as a log does at its first use and for each record: Location from the
-// registry or the module's directory, the library of the message's facility for language
-// (null: the user's language, as the log takes it), the text with its inserts. When no
-// library loads, the event log is told so, as it is by a log. No other event is reported and
-// no log file is touched.
-BASALT_API MessageProbe probeMessage(std::uint32_t message, const KELPString* language,
-                                     int insertCount, const unsigned short** inserts);
+// registry, else fallback, which stands for the directory of the libbasalt that a component
+// loads (a tool that holds the library's code can't take its own); the library of the
+// message's facility for language (null: the user's language, as the log takes it); the text
+// with its inserts. When no library loads, the event log is told so, as it is by a log. No
+// other event is reported and no log file is touched.
+MessageProbe probeMessage(std::uint32_t message, const KELPString* language,
+                          const KELPString& fallback, int insertCount,
+                          const unsigned short** inserts);
 
 } // namespace basalt
 

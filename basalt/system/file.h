@@ -13,6 +13,8 @@ struct FILE;
 // flushed after every write. The file holds UTF-8 with '\n' line ends; in memory a line end
 // is U+000A. The file is open from a successful open until the object goes, and closed
 // objects ignore reads and writes.
+// One object belongs to one thread at a time. The runtime locks the stream for one write; the log
+// relies on its own lock for the rest.
 class BASALT_API File {
 public:
   // Takes a copy of the locator; touches no file.

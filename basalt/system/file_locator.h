@@ -11,6 +11,7 @@ namespace basalt {
 // The place of a file as name, extension and location, with the file name and the full file
 // name kept up to date from them. '\' is the one separator of a path and '.' the one of an
 // extension; a '/' is just a character here. It opens nothing and accepts any text.
+// One object belongs to one thread at a time.
 class BASALT_API FileLocator {
 public:
   FileLocator();

@@ -74,6 +74,7 @@ private:
 };
 
 // One key as the wrapper sees it. Only a RegistryWrapper makes, opens and deletes keys.
+// It belongs to its wrapper, and so to one thread at a time.
 class BASALT_API RegistryKey {
 public:
   RegistryKey(const RegistryKey& other) = default;

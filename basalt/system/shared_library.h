@@ -15,6 +15,8 @@ class FileLocator;
 //
 // A copy takes the last failure but not the module: it starts unloaded, so that each module
 // is given back exactly once.
+// One object belongs to one thread at a time. The text and code of the last failure are kept
+// together under a lock of their own.
 class BASALT_API SharedLibrary {
 public:
   SharedLibrary();

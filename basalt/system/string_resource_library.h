@@ -7,6 +7,7 @@
 
 // A module read for its string resources, such as a message library
 // strings_<facility>_<language>.dll.
+// One object belongs to one thread at a time.
 class BASALT_API StringResourceLibrary : public SharedLibrary {
 public:
   ~StringResourceLibrary() override;

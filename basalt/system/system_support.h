@@ -9,6 +9,7 @@
 
 // The system's text for an error number, and new GUIDs. Every text of a system error number
 // in the library comes from here.
+// Any thread may call these.
 namespace SystemSupport {
 
 // FormatError of the calling thread's last error.

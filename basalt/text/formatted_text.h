@@ -4,6 +4,7 @@
 // KELPString::build into a caller's wide buffer. buffer needs room for size units and a
 // terminator; at most size units are copied, the rest is lost without notice. The result is
 // the number of units copied, so 0 doesn't tell an empty text from a fault.
+// Any thread may call these, each on a buffer of its own.
 //
 // A wide format goes through native text first, so it is a 7-bit format too; a null wide
 // format counts as empty and gives one zero unit.

@@ -12,6 +12,8 @@
 //
 // Which operations stop at the first zero unit and which carry every unit is part of the
 // contract; the comments below say which.
+// One object belongs to one thread at a time. Strings never share buffers, so two strings, one a
+// copy of the other, need no coordination.
 class BASALT_API KELPString : public std::basic_string<unsigned short> {
 public:
   using Base = std::basic_string<unsigned short>;

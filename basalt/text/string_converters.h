@@ -4,6 +4,7 @@
 // Numbers, variants and GUIDs as text and back, with the library's own digit arithmetic: no
 // locale and no runtime number formatting. Digits are 0-9 and A-F (a-f are read too), so a
 // radix lies in 2 to 16. The real and GUID texts are stored by clients: their form is fixed.
+// Any thread may call these, each on arguments of its own.
 
 #include "basalt/export.h"
 #include "basalt/platform/com/guid.h"

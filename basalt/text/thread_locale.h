@@ -9,6 +9,7 @@
 // The calling thread's locale, a Windows locale identifier (0x0409 for en_US). A thread starts
 // with the user's default, from the process's locale environment. Only KELPGetNumberFormat
 // reads it; nothing else in the library depends on it.
+// Any thread may call these: each changes or reads only its own thread's locale.
 
 // 1 if the locale was set, 0 if the platform refused it (the locale stays as it was).
 BASALT_API int KELPSetThreadLocale(std::uint32_t locale);

@@ -36,10 +36,18 @@ TEST(AdminMessage, FormatsTheTextAsTheLogDoesAndNamesTheLibraryThatGaveIt) {
                            "tried:    strings_201_xx.dll strings_201_ENU.dll strings_201_EN.dll\n"
                            "library:  " TOOLS_MESSAGES_DIR "/strings_201_EN.dll\n";
 
-  const ChildResult found = runAdmin({"--language", "ENU", "0xC2010001", "the cube", "3"});
-  EXPECT_EQ(found.exitCode, 0);
-  EXPECT_EQ(found.output, "message:  0xC2010001 (facility 0x201, string 1)\n" + head +
-                              "text:     Cannot open the cube after 3 tries (100% sure)\n");
+  // Options stand anywhere, in either form; "--" lets an insert begin with '-'.
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"--language", "ENU", "0xC2010001", "the cube", "3"},
+        std::vector<std::string>{"0xC2010001", "--language=ENU", "the cube", "--", "3"}}) {
+    const ChildResult found = runAdmin(arguments);
+    EXPECT_EQ(found.exitCode, 0);
+    EXPECT_EQ(found.output, "message:  0xC2010001 (facility 0x201, string 1)\n" + head +
+                                "text:     Cannot open the cube after 3 tries (100% sure)\n");
+  }
+  const ChildResult dashed = runAdmin({"0xC2010001", "--language", "ENU", "--", "-x", "--y"});
+  EXPECT_NE(dashed.output.find("\ntext:     Cannot open -x after --y tries"), std::string::npos)
+      << dashed.output;
 
   // Decimal works as well; a reference past the inserts stays, an insert isn't read again.
   const ChildResult references = runAdmin({"--language", "ENU", "33619970", "%2", "B"});
@@ -56,10 +64,13 @@ TEST(AdminMessage, FormatsTheTextAsTheLogDoesAndNamesTheLibraryThatGaveIt) {
   EXPECT_TRUE(sandbox.events().empty());
 }
 
-TEST(AdminMessage, ListsTheNamesTriedWhenNoLibraryLoadsAndTellsTheEventLogAsTheLogDoes) {
+TEST(AdminMessage, ListsTheNamesTriedWhenNoLibraryLoadsAndTellsTheEventLogOnlyWhenAsked) {
   RegistrySandbox sandbox;
   useLocation(sandbox, TOOLS_MESSAGES_DIR);
-  const ChildResult result = runAdmin({"--language", "DEU", "0x00050001"});
+  EXPECT_EQ(runAdmin({"--language", "DEU", "0x00050001"}).exitCode, 1);
+  EXPECT_TRUE(sandbox.events().empty());
+
+  const ChildResult result = runAdmin({"--language", "DEU", "0x00050001", "--events"});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_NE(result.output.find("\ntried:    strings_5_xx.dll strings_5_DEU.dll strings_5_DE.dll "
                                "strings_5_en.dll\nlibrary:  (none loaded)\ntext:     (none)\n"
@@ -96,7 +107,8 @@ TEST(AdminMessage, RefusesWhatIsNoNumberOrNoText) {
        {std::vector<std::string>{}, std::vector<std::string>{"0x"},
         std::vector<std::string>{"0xC201000G"}, std::vector<std::string>{"4294967296"},
         std::vector<std::string>{"-1"}, std::vector<std::string>{"--language"},
-        std::vector<std::string>{"--language", "ENU"}, std::vector<std::string>{"1", "bad\xc3"}}) {
+        std::vector<std::string>{"--language", "ENU"}, std::vector<std::string>{"1", "bad\xc3"},
+        std::vector<std::string>{"1", "-x"}, std::vector<std::string>{"1", "--events=yes"}}) {
     const ChildResult result = runAdmin(wrong);
     EXPECT_EQ(result.exitCode, 2) << (wrong.empty() ? "" : wrong.back());
     EXPECT_EQ(result.output.rfind("basalt-admin: ", 0), 0u) << result.output;

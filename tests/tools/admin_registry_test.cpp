@@ -1,3 +1,4 @@
+#include "basalt/version.h"
 #include "tests/support/child_process.h"
 #include "tests/support/registry_sandbox.h"
 
@@ -162,25 +163,56 @@ TEST(AdminRegistry, ShowsOneKeyByAnyCaseOfItsNameAndFailsClearlyOtherwise) {
     EXPECT_EQ(run.output, "");
     EXPECT_NE(run.errors, "");
   }
-  const AdminRun help = runAdmin(sandbox, {"--help"});
-  EXPECT_EQ(help.exitCode, 0);
-  EXPECT_EQ(help.output.rfind("Usage: basalt-admin registry [KEY]\n", 0), 0u) << help.output;
-  EXPECT_EQ(help.errors, "");
+  // Help for the whole tool and for each command, and the version, on standard output.
+  for (const auto& [arguments, start] :
+       std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{"--help"}, "Usage: basalt-admin registry [--check] [KEY]\n"},
+           {{"registry", "--help"}, "Usage: basalt-admin registry [--check] [KEY]\n\n"},
+           {{"message", "0x1", "-h"}, "Usage: basalt-admin message [--language LANG] NUMBER"},
+           {{"--version"}, "basalt-admin (basalt) " BASALT_VERSION "\n"}}) {
+    const AdminRun run = runAdmin(sandbox, arguments);
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.output.rfind(start, 0), 0u) << run.output;
+    EXPECT_EQ(run.errors, "");
+  }
 }
 
-TEST(AdminRegistry, SaysWhenThereIsNoRegistryOrAListedFileIsMissing) {
+TEST(AdminRegistry, ChecksTheSourcesAndListsOnlyTheFilesItRead) {
   RegistrySandbox sandbox;
   const AdminRun none = runAdmin(sandbox, {"registry"});
   EXPECT_EQ(none.exitCode, 0);
   EXPECT_EQ(none.output,
-            "Windows Registry Editor Version 5.00\n\n; No registry file was found.\n\n");
+            "Windows Registry Editor Version 5.00\n\n; No registry file was read.\n\n");
   EXPECT_EQ(none.errors, "");
 
-  sandbox.useSources("absent.reg");
-  const AdminRun absent = runAdmin(sandbox, {"registry"});
-  EXPECT_EQ(absent.exitCode, 0);
-  EXPECT_EQ(absent.errors,
-            sandbox.path("absent.reg") + ": the file can't be opened: No such file or directory\n");
+  const std::string good = sandbox.write("good.reg", std::string(header) + "[HKLM\\A]\r\n");
+  sandbox.useSources("good.reg");
+  const AdminRun clean = runAdmin(sandbox, {"registry", "--check"});
+  EXPECT_EQ(clean.exitCode, 0);
+  EXPECT_EQ(clean.output + clean.errors, "");
+
+  sandbox.write("bad.reg", std::string(header) + "[HKLM\\B]\r\nwrong\r\n");
+  sandbox.useSources("good.reg:absent.reg:bad.reg");
+  const std::string problems =
+      sandbox.path("absent.reg") + ": the file can't be opened: No such file or directory\n" +
+      sandbox.path("bad.reg") +
+      ":4: expected a [key] line, a \"name\"=value line or an @=value line\n";
+  const AdminRun check = runAdmin(sandbox, {"registry", "--check"});
+  EXPECT_EQ(check.exitCode, 1);
+  EXPECT_EQ(check.output, "");
+  EXPECT_EQ(check.errors, problems);
+  EXPECT_TRUE(sandbox.events().empty());
+
+  const AdminRun listing = runAdmin(sandbox, {"registry", "--events"});
+  EXPECT_EQ(listing.exitCode, 0);
+  EXPECT_EQ(listing.output.substr(0, listing.output.find("\n[")),
+            "Windows Registry Editor Version 5.00\n\n"
+            "; Merged from these files, later ones overriding earlier ones:\n;   " +
+                good + "\n;   " + sandbox.path("bad.reg") +
+                "\n; These could not be read (see standard error):\n;   " +
+                sandbox.path("absent.reg") + "\n");
+  EXPECT_EQ(listing.errors, problems);
+  EXPECT_EQ(sandbox.events().size(), 2u);
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 #include "tests/support/child_process.h"
 #include "tests/support/scratch_directory.h"
 
+#include <algorithm>
+#include <fstream>
 #include <gtest/gtest.h>
 
 namespace basalt::test {
@@ -46,6 +48,58 @@ TEST(DemoClient, LogsThroughItsSampleConfigurationAndShowsTheFiles) {
   EXPECT_TRUE(shows("its text: Cannot open the cube Sales 2024: the server olap.example.com "
                     "refused the connection after 3 attempts\n"))
       << out;
+}
+
+// The words of a README command as the shell splits them: quotes, no expansions, and nothing
+// from a redirection on.
+std::vector<std::string> shellWords(const std::string& line) {
+  std::vector<std::string> words;
+  std::string word;
+  bool inWord = false;
+  char quote = 0;
+  for (const char c : line) {
+    if (quote != 0 && c != quote) {
+      word += c;
+    } else if (quote != 0 || c == '\'' || c == '"') {
+      quote = quote != 0 ? 0 : c;
+      inWord = true;
+    } else if (c != ' ') {
+      word += c;
+      inWord = true;
+    } else if (inWord) {
+      words.push_back(word);
+      word.clear();
+      inWord = false;
+    }
+  }
+  if (inWord) {
+    words.push_back(word);
+  }
+  const auto redirection = std::find(words.begin(), words.end(), ">");
+  words.erase(redirection, words.end());
+  return words;
+}
+
+TEST(DemoClient, TheReadmesToolExamplesRunAgainstTheDemosFiles) {
+  const EnvironmentVariable registry("BASALT_REGISTRY", DEMO_REGISTRY_FILE);
+  std::ifstream readme(BASALT_README);
+  bool inToolSection = false;
+  bool inShellBlock = false;
+  int examples = 0;
+  for (std::string line; std::getline(readme, line);) {
+    if (line.rfind("## ", 0) == 0) {
+      inToolSection = line == "## The operator's tool: basalt-admin";
+    } else if (line.rfind("```", 0) == 0) {
+      inShellBlock = !inShellBlock && line == "```sh";
+    } else if (inToolSection && inShellBlock) {
+      std::vector<std::string> command = shellWords(line);
+      ASSERT_FALSE(command.empty() || command[0] != "basalt-admin") << line;
+      command[0] = BASALT_ADMIN;
+      EXPECT_EQ(runChild(command, {}).exitCode, 0) << line;
+      ++examples;
+    }
+  }
+  EXPECT_GE(examples, 4);
 }
 
 } // namespace

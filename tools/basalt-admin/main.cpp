@@ -1,6 +1,9 @@
 // basalt-admin: shows operators what basalt reads on this machine, the way the library reads
 // it: the registry, and the words of message numbers.
 
+#include "basalt/frame/static/static_objects.h"
+#include "basalt/platform/runtime/event_log.h"
+#include "basalt/version.h"
 #include "tools/basalt-admin/commands.h"
 
 #include <cerrno>
@@ -10,39 +13,50 @@
 namespace basalt::admin {
 namespace {
 
-constexpr char usage[] =
-    R"(Usage: basalt-admin registry [KEY]
-       basalt-admin message [--language LANG] NUMBER [INSERT...]
-       basalt-admin --help
+const Command* const commands[] = {&registryCommand, &messageCommand};
 
-Shows what basalt reads on this machine, the way the library reads it.
-
-registry [KEY]
-    Prints the registry as one .reg file ("Windows Registry Editor Version 5.00",
-    UTF-8): the files that BASALT_REGISTRY lists (.reg files and directories of
-    them, separated by ':'), or without it /etc/basalt/registry.reg and then
-    /etc/basalt/registry.d/*.reg, merged in that order. Keys are listed as the
-    registry enumerates them, case-blind alphabetically. With KEY, only that key
-    and the keys below it, for example
-        basalt-admin registry 'HKLM\Software\Corvane Holdings\10.0\TRELL(o)\Log'
-    The root key may be given long or short (HKEY_LOCAL_MACHINE or HKLM).
-    Every line that the library skips is told on standard error as
-    FILE:LINE: what is wrong, and sent to the event log as a component's
-    first read of the registry sends it.
-
-message [--language LANG] NUMBER [INSERT...]
-    Prints the text of a message number with its inserts (%1, %2, ...) as the
-    log writes it, and which message library gave it. The library is sought as
-    the log seeks it: strings_<facility>_xx.dll, then _<LANG>, then the first
-    two letters of LANG, then "en", in the Location directory of the log's
-    registry key, else in the directory of libbasalt, then by bare name. LANG is
-    the user's language (three letters, such as ENU) unless given. NUMBER is
-    decimal, or hexadecimal after 0x. When no library loads, the event log
-    gets the error event that a log would send.
-
-Exit status: 0 done; 1 the key or the message text wasn't found; 2 a usage,
-input or output error.
+constexpr char summary[] = R"(
+Shows what basalt reads on this machine, the way the library reads it. Options
+may stand anywhere after the command; "--" ends them, so that an operand may
+begin with '-'. Every command takes --help, and --events, which sends what
+the library would send to the system's event log there too; without it the
+tool tells only standard error.
 )";
+
+constexpr char exitStatus[] = R"(
+Exit status: 0 done; 1 the key or the message text wasn't found, or --check
+found a fault; 2 a usage, input or output error.
+)";
+
+std::string usage() {
+  std::string text;
+  for (const Command* command : commands) {
+    text += (text.empty() ? "Usage: basalt-admin " : "       basalt-admin ") +
+            std::string(command->usage) + "\n";
+  }
+  text += "       basalt-admin --help | --version\n";
+  text += summary;
+  for (const Command* command : commands) {
+    text += "\n" + std::string(command->usage) + "\n" + command->help;
+  }
+  return text + exitStatus;
+}
+
+int run(const Command& command, const std::vector<std::string>& arguments) {
+  std::vector<OptionSpec> options(command.options, command.options + command.optionCount);
+  options.insert(options.end(), {{"--help", false}, {"-h", false}, {"--events", false}});
+  CommandLine line;
+  if (!parseCommandLine(arguments, options, line)) {
+    return exitUsage;
+  }
+  if (line.has("--help") || line.has("-h")) {
+    const std::string help =
+        "Usage: basalt-admin " + std::string(command.usage) + "\n\n" + command.help + exitStatus;
+    return emit(help) ? exitSuccess : exitUsage;
+  }
+  platform::setEventsWritten(line.has("--events"));
+  return command.run(line);
+}
 
 } // namespace
 
@@ -62,22 +76,28 @@ bool emit(const std::string& text) {
 
 int main(int argc, char** argv) {
   using namespace basalt::admin;
+  // The tool holds the library's code but not its entry point, which would read the registry
+  // at once, and report what is wrong there to the event log, before the options are read. So
+  // it makes the library's process-wide objects itself, as the library's load does first.
+  basalt::frame::makeStaticObjects();
   const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   if (arguments.empty()) {
-    std::fputs(usage, stderr);
+    std::fputs(usage().c_str(), stderr);
     return exitUsage;
   }
-  const std::string& command = arguments[0];
-  const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
-  if (command == "--help" || command == "-h" || command == "help") {
-    return emit(usage) ? exitSuccess : exitUsage;
+  const std::string& name = arguments[0];
+  if (name == "--help" || name == "-h" || name == "help") {
+    return emit(usage()) ? exitSuccess : exitUsage;
   }
-  if (command == "registry") {
-    return showRegistry(rest);
+  if (name == "--version") {
+    return emit(std::string("basalt-admin (basalt) ") + basalt::version() + "\n") ? exitSuccess
+                                                                                  : exitUsage;
   }
-  if (command == "message") {
-    return showMessage(rest);
+  for (const Command* command : commands) {
+    if (name == command->name) {
+      return run(*command, std::vector<std::string>(arguments.begin() + 1, arguments.end()));
+    }
   }
-  complain("unknown command \"" + command + "\"; try basalt-admin --help");
+  complain("unknown command \"" + name + "\"; try basalt-admin --help");
   return exitUsage;
 }

@@ -1,10 +1,16 @@
 #include "basalt/logging/message_probe.h"
 #include "basalt/platform/base/utf8.h"
-#include "basalt/platform/registry/reg_file_parser.h"
+#include "basalt/version.h"
 #include "tools/basalt-admin/commands.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <iterator>
+#include <link.h>
+#include <unistd.h>
 
 namespace basalt::admin {
 namespace {
@@ -85,37 +91,60 @@ std::string describe(std::uint32_t message, const MessageProbe& probe) {
   return out;
 }
 
-} // namespace
+// The directory of the libbasalt that a component started like this tool would load: the
+// first one in the dynamic loader's search path (LD_LIBRARY_PATH, then this tool's run path,
+// where the library was installed beside it, then the system's directories). The tool holds
+// the library's code itself, so it can't simply ask where its own copy lies.
+std::string libraryDirectory() {
+  void* self = dlopen(nullptr, RTLD_LAZY);
+  Dl_serinfo size;
+  if (self == nullptr || dlinfo(self, RTLD_DI_SERINFOSIZE, &size) != 0) {
+    return {};
+  }
+  std::vector<char> buffer(size.dls_size);
+  auto* info = reinterpret_cast<Dl_serinfo*>(buffer.data());
+  *info = size;
+  std::string found;
+  if (dlinfo(self, RTLD_DI_SERINFO, info) == 0) {
+    const std::string file = "/libbasalt.so." + std::to_string(BASALT_VERSION_MAJOR);
+    for (unsigned int i = 0; i < info->dls_cnt && found.empty(); ++i) {
+      char* directory = realpath(info->dls_serpath[i].dls_name, nullptr);
+      if (directory != nullptr && access((directory + file).c_str(), F_OK) == 0) {
+        found = directory;
+      }
+      std::free(directory);
+    }
+  }
+  dlclose(self);
+  return found;
+}
 
-int showMessage(const std::vector<std::string>& arguments) {
-  std::size_t next = 0;
+int showMessage(const CommandLine& line) {
   KELPString language;
-  bool languageGiven = false;
-  if (next < arguments.size() && arguments[next] == "--language") {
-    plat::WString text;
-    if (next + 1 >= arguments.size() || !platform::utf8::decodeAll(arguments[next + 1], text)) {
+  const bool languageGiven = line.has("--language");
+  if (languageGiven) {
+    std::basic_string<plat::WCHAR> text;
+    if (!platform::utf8::decodeAll(line.options.at("--language"), text) || text.empty()) {
       complain("--language needs a language, such as ENU, in UTF-8");
       return exitUsage;
     }
     language = KELPString(std::move(text));
-    languageGiven = true;
-    next += 2;
   }
-  if (next >= arguments.size()) {
-    complain("message needs a message number; try basalt-admin --help");
+  if (line.operands.empty()) {
+    complain("message needs a message number; try basalt-admin message --help");
     return exitUsage;
   }
   std::uint32_t message = 0;
-  if (!parseNumber(arguments[next], message)) {
-    complain("\"" + arguments[next] +
+  if (!parseNumber(line.operands[0], message)) {
+    complain("\"" + line.operands[0] +
              "\" is no message number: give it in decimal, or in hexadecimal after 0x");
     return exitUsage;
   }
   std::vector<KELPString> insertTexts;
-  for (std::size_t i = next + 1; i < arguments.size(); ++i) {
-    plat::WString text;
-    if (!platform::utf8::decodeAll(arguments[i], text)) {
-      complain("insert " + std::to_string(i - next) + " isn't valid UTF-8");
+  for (std::size_t i = 1; i < line.operands.size(); ++i) {
+    std::basic_string<plat::WCHAR> text;
+    if (!platform::utf8::decodeAll(line.operands[i], text)) {
+      complain("insert " + std::to_string(i) + " isn't valid UTF-8");
       return exitUsage;
     }
     insertTexts.emplace_back(std::move(text));
@@ -125,8 +154,13 @@ int showMessage(const std::vector<std::string>& arguments) {
   for (const KELPString& text : insertTexts) {
     inserts.push_back(text.c_str());
   }
+  KELPString fallback;
+  if (!platform::utf8::decodeAll(libraryDirectory(), fallback)) {
+    fallback.clear();
+  }
+  std::replace(fallback.begin(), fallback.end(), u'/', u'\\');
 
-  const MessageProbe probe = probeMessage(message, languageGiven ? &language : nullptr,
+  const MessageProbe probe = probeMessage(message, languageGiven ? &language : nullptr, fallback,
                                           static_cast<int>(inserts.size()), inserts.data());
   if (!emit(describe(message, probe))) {
     return exitUsage;
@@ -143,5 +177,27 @@ int showMessage(const std::vector<std::string>& arguments) {
   }
   return exitSuccess;
 }
+
+constexpr OptionSpec messageOptions[] = {{"--language", true}};
+
+} // namespace
+
+const Command messageCommand = {
+    "message",
+    "message [--language LANG] NUMBER [--] [INSERT...]",
+    R"(    Prints the text of a message number with its inserts (%1, %2, ...) as the
+    log writes it, and which message library gave it. The library is sought as
+    the log seeks it: strings_<facility>_xx.dll, then _<LANG>, then the first
+    two letters of LANG, then "en", in the Location directory of the log's
+    registry key, else in the directory of libbasalt, then by bare name. NUMBER
+    is decimal, or hexadecimal after 0x. Inserts that begin with '-' go after
+    "--". With --events, a library that doesn't load is reported to the event
+    log as a log reports it.
+    --language LANG  the user's language, three letters such as DEU; without
+                     it, the language of the locale (LC_ALL, LC_MESSAGES, LANG).
+)",
+    messageOptions,
+    std::size(messageOptions),
+    showMessage};
 
 } // namespace basalt::admin

@@ -5,6 +5,7 @@
 #include "tools/basalt-admin/reg_text.h"
 
 #include <cstdio>
+#include <iterator>
 
 namespace basalt::admin {
 namespace {
@@ -69,6 +70,10 @@ const plat::RegKey* findKey(const plat::RegistryTree& tree, const KeyName& name,
   return key;
 }
 
+bool unreadable(const plat::RegistrySource& source) {
+  return !source.problems.empty() && source.problems.front().line == 0;
+}
+
 void listProblems(const std::vector<plat::RegistrySource>& sources) {
   for (const plat::RegistrySource& source : sources) {
     for (const plat::RegFileProblem& problem : source.problems) {
@@ -82,39 +87,56 @@ void listProblems(const std::vector<plat::RegistrySource>& sources) {
   }
 }
 
-} // namespace
+// The listing's head: which files it was merged from, and which were named but gave nothing.
+std::string sourcesComment(const std::vector<plat::RegistrySource>& sources) {
+  std::string merged;
+  std::string unread;
+  for (const plat::RegistrySource& source : sources) {
+    (unreadable(source) ? unread : merged) += ";   " + source.path + "\n";
+  }
+  std::string out;
+  out += merged.empty()
+             ? "; No registry file was read.\n"
+             : "; Merged from these files, later ones overriding earlier ones:\n" + merged;
+  if (!unread.empty()) {
+    out += "; These could not be read (see standard error):\n" + unread;
+  }
+  return out + "\n";
+}
 
-int showRegistry(const std::vector<std::string>& arguments) {
-  if (arguments.size() > 1) {
-    complain("registry takes at most one key; quote a key name that has blanks in it");
+int showRegistry(const CommandLine& line) {
+  const bool check = line.has("--check");
+  if (line.operands.size() > (check ? 0 : 1)) {
+    complain(check ? "registry --check takes no key"
+                   : "registry takes at most one key; quote a key name that has blanks in it");
     return exitUsage;
   }
   KeyName wanted;
-  if (!arguments.empty() && !parseKeyName(arguments[0], wanted)) {
+  if (!line.operands.empty() && !parseKeyName(line.operands[0], wanted)) {
     return exitUsage;
   }
 
   const plat::RegistryInspection inspection = plat::inspectRegistry();
-  std::string out = regFileHeader;
-  out += "\n\n";
-  if (inspection.sources.empty()) {
-    out += "; No registry file was found.\n\n";
-  } else {
-    out += "; Merged from these files, later ones overriding earlier ones:\n";
+  listProblems(inspection.sources);
+  if (check) {
     for (const plat::RegistrySource& source : inspection.sources) {
-      out += ";   " + source.path + "\n";
+      if (!source.problems.empty()) {
+        return exitNotFound;
+      }
     }
-    out += '\n';
+    return exitSuccess;
   }
 
-  int status = exitSuccess;
+  std::string out = regFileHeader;
+  out += "\n\n" + sourcesComment(inspection.sources);
   if (wanted.hive != nullptr) {
     std::string fullName;
-    if (const plat::RegKey* key = findKey(*inspection.tree, wanted, fullName)) {
-      appendKeyTree(out, fullName, *key);
-    } else {
-      status = exitNotFound;
+    const plat::RegKey* key = findKey(*inspection.tree, wanted, fullName);
+    if (key == nullptr) {
+      complain("the registry has no key \"" + line.operands[0] + "\"");
+      return exitNotFound;
     }
+    appendKeyTree(out, fullName, *key);
   } else {
     for (const plat::HiveName& hive : plat::hiveNames) {
       const plat::RegKey* root = inspection.tree->hive(hive.slot);
@@ -123,14 +145,31 @@ int showRegistry(const std::vector<std::string>& arguments) {
       }
     }
   }
-  if (status == exitSuccess && !emit(out)) {
-    status = exitUsage;
-  }
-  listProblems(inspection.sources);
-  if (status == exitNotFound) {
-    complain("the registry has no key \"" + arguments[0] + "\"");
-  }
-  return status;
+  return emit(out) ? exitSuccess : exitUsage;
 }
+
+constexpr OptionSpec registryOptions[] = {{"--check", false}};
+
+} // namespace
+
+const Command registryCommand = {
+    "registry",
+    "registry [--check] [KEY]",
+    R"(    Prints the registry as one .reg file ("Windows Registry Editor Version 5.00",
+    UTF-8): the files that BASALT_REGISTRY lists (.reg files and directories of
+    them, separated by ':'), or without it /etc/basalt/registry.reg and then
+    /etc/basalt/registry.d/*.reg, merged in that order. Keys are listed as the
+    registry enumerates them, case-blind alphabetically. With KEY, only that key
+    and the keys below it, for example
+        basalt-admin registry 'HKLM\Software\Corvane Holdings\10.0\TRELL(o)\Log'
+    The root key may be given long or short (HKEY_LOCAL_MACHINE or HKLM).
+    Every line that the library skips, and every file it can't read, is told on
+    standard error as FILE:LINE: what is wrong.
+    --check  prints only what is wrong, and exits with 1 when a line was
+             skipped or a file can't be read.
+)",
+    registryOptions,
+    std::size(registryOptions),
+    showRegistry};
 
 } // namespace basalt::admin

@@ -5,7 +5,6 @@
 // forms, no encoded surrogates, nothing above U+10FFFF. Exported for the tools that ship
 // with the library.
 
-#include "basalt/export.h"
 #include "basalt/platform/base/win_types.h"
 
 #include <cstddef>
@@ -15,20 +14,20 @@ namespace basalt::platform::utf8 {
 
 // Decodes the character at bytes[0..available) into one or two units (a surrogate pair
 // above U+FFFF). Returns the bytes consumed, or 0 when no valid character starts there.
-BASALT_API std::size_t decode(const unsigned char* bytes, std::size_t available, WCHAR units[2],
-                              int& unitCount);
+std::size_t decode(const unsigned char* bytes, std::size_t available, WCHAR units[2],
+                   int& unitCount);
 
 // Appends units as UTF-8: a surrogate pair becomes one 4-byte character, a lone surrogate
 // becomes U+FFFD.
-BASALT_API void append(std::string& out, const WCHAR* units, std::size_t count);
+void append(std::string& out, const WCHAR* units, std::size_t count);
 
 // The units as UTF-8, as append writes them; the second form stops at the first zero unit.
-BASALT_API std::string encode(const std::basic_string<WCHAR>& units);
-BASALT_API std::string encode(const WCHAR* text);
+std::string encode(const std::basic_string<WCHAR>& units);
+std::string encode(const WCHAR* text);
 
 // The whole of bytes as units; false when it isn't valid UTF-8, and text then holds what came
 // before the fault.
-BASALT_API bool decodeAll(const std::string& bytes, std::basic_string<WCHAR>& text);
+bool decodeAll(const std::string& bytes, std::basic_string<WCHAR>& text);
 
 } // namespace basalt::platform::utf8
 

@@ -29,6 +29,7 @@ using HINSTANCE = HMODULE;
 using FARPROC = void*;
 
 // 100-nanosecond intervals since 1 January 1601, UTC.
+// A plain value, for one thread at a time.
 struct FILETIME {
   DWORD dwLowDateTime;
   DWORD dwHighDateTime;

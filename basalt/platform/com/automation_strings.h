@@ -3,6 +3,7 @@
 
 // Automation strings (BSTR) with the original layout: a 32-bit byte length in front of the
 // units and a zero unit behind them. The pointer is to the first unit.
+// Any thread may call these; a string belongs to one thread at a time.
 
 #include "basalt/export.h"
 #include "basalt/platform/base/win_types.h"

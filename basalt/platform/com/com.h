@@ -65,6 +65,7 @@ inline bool IsEqualGUID(const GUID& first, const GUID& second) {
 
 // Every interface derives from this one. An object goes when Release takes its count to 0;
 // nobody deletes it.
+// AddRef and Release may come from any thread; an object's other operations, one thread at a time.
 class IUnknown {
 public:
   static constexpr IID iid = {0x00000000, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -84,6 +85,7 @@ protected:
 };
 
 // The class id of an object that can say which class made it.
+// One thread at a time, but for AddRef and Release.
 class IPersist : public IUnknown {
 public:
   static constexpr IID iid = {0x0000010C, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -109,6 +111,7 @@ BASALT_API HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, DWORD con
                                     void** object);
 
 // Holds one counted reference to an interface, or null.
+// A holder belongs to one thread at a time.
 template <typename T> class CComPtr {
 public:
   CComPtr() = default;
@@ -161,6 +164,7 @@ public:
 };
 
 // A CComPtr that is filled from any interface by asking it for T.
+// A holder belongs to one thread at a time.
 template <typename T> class CComQIPtr : public CComPtr<T> {
 public:
   CComQIPtr() = default;

@@ -6,6 +6,7 @@
 namespace basalt::platform {
 
 // The platform's GUID record, field for field.
+// A plain value, for one thread at a time.
 struct _GUID {
   DWORD Data1;
   WORD Data2;

@@ -46,6 +46,7 @@ constexpr VARIANT_BOOL VARIANT_FALSE = 0;
 
 constexpr HRESULT DISP_E_TYPEMISMATCH = static_cast<HRESULT>(0x80020005);
 
+// The automation variant's record. A plain value, for one thread at a time.
 struct tagVARIANT {
   VARTYPE vt;
   WORD wReserved1;

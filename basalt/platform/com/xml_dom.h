@@ -42,6 +42,7 @@ constexpr DWORD STREAM_SEEK_CUR = 1;
 constexpr DWORD STREAM_SEEK_END = 2;
 constexpr HRESULT STG_E_INVALIDFUNCTION = static_cast<HRESULT>(0x80030001);
 
+// A stream of bytes. One thread at a time, but for AddRef and Release.
 class ISequentialStream : public IUnknown {
 public:
   static constexpr IID iid = {
@@ -56,6 +57,7 @@ protected:
   ~ISequentialStream() = default;
 };
 
+// A stream with a position. One thread at a time, but for AddRef and Release.
 class IStream : public ISequentialStream {
 public:
   static constexpr IID iid = {0x0000000C, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -72,6 +74,8 @@ class IXMLDOMNamedNodeMap;
 class IXMLDOMDocument;
 class IXMLDOMElement;
 
+// A node of a document. A document and its nodes belong to one thread at a time, but for AddRef and
+// Release.
 class IXMLDOMNode : public IUnknown {
 public:
   static constexpr IID iid = {
@@ -102,6 +106,8 @@ protected:
   ~IXMLDOMNode() = default;
 };
 
+// An element node. A document and its nodes belong to one thread at a time, but for AddRef and
+// Release.
 class IXMLDOMElement : public IXMLDOMNode {
 public:
   static constexpr IID iid = {
@@ -119,6 +125,7 @@ protected:
   ~IXMLDOMElement() = default;
 };
 
+// A document. It and its nodes belong to one thread at a time, but for AddRef and Release.
 class IXMLDOMDocument : public IXMLDOMNode {
 public:
   static constexpr IID iid = {
@@ -143,6 +150,7 @@ protected:
   ~IXMLDOMDocument() = default;
 };
 
+// A live list of nodes. One thread at a time, as its document, but for AddRef and Release.
 class IXMLDOMNodeList : public IUnknown {
 public:
   static constexpr IID iid = {
@@ -158,6 +166,7 @@ protected:
 // Offered by this DOM's node lists beside IXMLDOMNodeList: the value of an attribute of the
 // node at an index, read in place, without objects for the node or the attribute, for walks
 // that only read through the nodes.
+// One thread at a time, as its document, but for AddRef and Release.
 class IXMLDOMNodeListAttributes : public IUnknown {
 public:
   static constexpr IID iid = {
@@ -171,6 +180,7 @@ protected:
   ~IXMLDOMNodeListAttributes() = default;
 };
 
+// An element's attributes. One thread at a time, as its document, but for AddRef and Release.
 class IXMLDOMNamedNodeMap : public IUnknown {
 public:
   static constexpr IID iid = {

@@ -6,7 +6,6 @@
 // UTF-8. The result is the file's changes in order, to be applied to a tree, and a list of
 // the lines that could not be used.
 
-#include "basalt/export.h"
 #include "basalt/platform/base/win_types.h"
 
 #include <string>
@@ -28,10 +27,10 @@ struct HiveName {
 };
 
 // The five hives, in the order the registry editor lists them.
-BASALT_API extern const HiveName hiveNames[5];
+extern const HiveName hiveNames[5];
 
 // The hive named long or short, in any case; null for none.
-BASALT_API const HiveName* findHive(const WString& name);
+const HiveName* findHive(const WString& name);
 
 // Windows' limits on the length of names, in characters.
 constexpr std::size_t maxKeyNameLength = 255;

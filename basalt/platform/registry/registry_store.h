@@ -12,7 +12,6 @@
 //   event 1, warning: a line was skipped; strings: file, line number, what is wrong
 //   event 2, error: a file or directory can't be read; strings: file, what is wrong
 
-#include "basalt/export.h"
 #include "basalt/platform/registry/registry_tree.h"
 
 #include <memory>
@@ -49,7 +48,7 @@ struct RegistryInspection {
 // The tree that currentRegistry gives, with the sources behind it and every problem they
 // have, reported or not; for the tools that show operators what the library reads. Events
 // go out as currentRegistry sends them.
-BASALT_API RegistryInspection inspectRegistry();
+RegistryInspection inspectRegistry();
 
 } // namespace basalt::platform
 

@@ -5,7 +5,6 @@
 // A tree is built once and then only read, so any number of threads may share it. Its
 // readers are exported for the tools that ship with the library.
 
-#include "basalt/export.h"
 #include "basalt/platform/registry/reg_file_parser.h"
 
 #include <array>
@@ -16,7 +15,7 @@
 namespace basalt::platform {
 
 // Names compare by their upper-case forms, one code unit at a time, as on Windows.
-BASALT_API WString foldName(const WString& name);
+WString foldName(const WString& name);
 
 struct RegValue {
   WString name;
@@ -34,7 +33,7 @@ struct RegKey {
   std::map<WString, RegValue> values; // by folded name
 
   // Null when there is no sub-key of that (folded) name.
-  BASALT_API const RegKey* findSubKey(const WString& folded) const;
+  const RegKey* findSubKey(const WString& folded) const;
 };
 
 class RegistryTree {
@@ -43,7 +42,7 @@ public:
   void apply(const std::vector<RegOperation>& operations, std::int64_t fileTime);
 
   // The root key of a hive slot (see reg_file_parser.h); null for a slot that holds no hive.
-  BASALT_API const RegKey* hive(int slot) const;
+  const RegKey* hive(int slot) const;
 
 private:
   std::array<RegKey, hiveSlots> hives;

@@ -2,6 +2,7 @@
 #define BASALT_PLATFORM_REGISTRY_REGISTRY_TYPES_H
 
 // The registry's handle, access and value types, with Windows' names and numbers.
+// The predefined roots may be used on any thread.
 
 #include "basalt/platform/base/win_types.h"
 

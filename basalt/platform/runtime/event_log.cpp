@@ -44,6 +44,7 @@ struct EventLogState {
   std::mutex mutex;
   std::unordered_set<const EventSource*> sources;
   std::string syslogPath = defaultSyslogPath;
+  bool written = true;
 };
 
 // Never destroyed: the library's exit list deregisters sources after the runtime has run
@@ -285,6 +286,9 @@ BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID
     if (at == log.sources.end()) {
       return FALSE;
     }
+    if (!log.written) {
+      return TRUE;
+    }
     source = (*at)->name;
     syslogPath = log.syslogPath;
   }
@@ -328,6 +332,12 @@ BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID
   }
   line += "}\n";
   return appendLine(file, line) ? TRUE : FALSE;
+}
+
+void setEventsWritten(bool written) {
+  EventLogState& log = state();
+  std::lock_guard<std::mutex> lock(log.mutex);
+  log.written = written;
 }
 
 void setSyslogSocketPath(const char* path) {

@@ -47,6 +47,11 @@ BOOL CloseEventLog(HANDLE eventLog);
 BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID userSid,
                   WORD stringCount, DWORD dataSize, LPCWSTR* strings, void* rawData);
 
+// Whether reported events go anywhere; they do unless this was set false. The tools that ship
+// with the library turn it off unless asked, so that a diagnosis run leaves nothing in the
+// system's log: ReportEventW then checks its arguments and succeeds without writing.
+void setEventsWritten(bool written);
+
 // Where syslog datagrams go: /dev/log unless a test has its own listener; null restores it.
 void setSyslogSocketPath(const char* path);
 

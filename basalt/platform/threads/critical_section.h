@@ -13,6 +13,7 @@ class ThreadWaiter;
 // A re-entrant lock: the owning thread may enter again and the section is free only after
 // as many leaves as enters. Entering a free section and leaving it are an atomic instruction
 // each; only a thread that finds it taken goes to the kernel, and only then does leaving.
+// May be shared between threads.
 struct CRITICAL_SECTION {
   std::atomic<std::uint32_t> state; // one of the three below
   unsigned int depth;               // the owner's entries; this and the last, the owner's alone

@@ -11,6 +11,7 @@
 
 namespace basalt::platform {
 
+// The thread library's exceptions. Each is a value of the thread that caught it.
 class BASALT_API JTCException : public std::exception {
 public:
   explicit JTCException(std::string message);

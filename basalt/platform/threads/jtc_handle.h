@@ -10,6 +10,7 @@ namespace basalt::platform {
 
 // A count of the handles that hold an object, guarded by a lock of its own. It starts at 0;
 // the handle that takes it back to 0 deletes the object. A copy starts at 0 again.
+// The count may be shared between threads.
 class BASALT_API JTCRefCount {
 public:
   JTCRefCount();
@@ -27,6 +28,8 @@ private:
   int count = 0;
 };
 
+// Handles to one object may be used on different threads; one handle belongs to one thread at a
+// time.
 // A counting pointer to an object derived from JTCRefCount; it may be null. The object is
 // deleted outside its count's lock, by whichever handle lets go of it last.
 //
@@ -34,7 +37,7 @@ private:
 // NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete)
 template <class T> class JTCHandleT {
 public:
-  JTCHandleT(T* object = nullptr) : object(object) { take(); }
+  JTCHandleT(T* target = nullptr) : object(target) { take(); }
   JTCHandleT(const JTCHandleT& other) : object(other.object) { take(); }
   template <class U> JTCHandleT(const JTCHandleT<U>& other) : object(other.get()) { take(); }
   ~JTCHandleT() { release(object); }

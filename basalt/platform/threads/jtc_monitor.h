@@ -14,6 +14,7 @@ namespace basalt::platform {
 
 class ThreadWaiter;
 
+// A lock with waits and notifications. May be shared between threads.
 class BASALT_API JTCMonitor {
 public:
   JTCMonitor();

@@ -9,6 +9,7 @@
 namespace basalt::platform {
 
 // The thread that holds it may lock it again; it is free after as many unlocks as locks.
+// May be shared between threads.
 class BASALT_API JTCRecursiveMutex {
 public:
   JTCRecursiveMutex();

@@ -17,6 +17,7 @@ namespace basalt::platform {
 // A thread object, held by JTCHandleT on the heap. start() runs run() on a new thread, which
 // holds a count of its own on the object until run() has returned: the object outlives the
 // last outside handle until then. Destroying the object doesn't stop the thread.
+// Its handles may be held and used on any thread.
 class BASALT_API JTCThread : public virtual JTCRefCount {
 public:
   // A thread that isn't started yet, in group (which may be null). name may be null; the

@@ -12,6 +12,7 @@
 namespace basalt::platform {
 
 // The group that a thread belongs to.
+// Shared by the threads in it.
 class BASALT_API JTCThreadGroup : public JTCRefCount {
 public:
   explicit JTCThreadGroup(const char* name);

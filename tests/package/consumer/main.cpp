@@ -2,13 +2,14 @@
 // and link against the installed library.
 #include <basalt/basalt.h>
 #include <cstdio>
+#include <cstring>
 
 int main() {
   KELPString text("basalt");
   unsigned short* bstr = nullptr;
   text.createBSTR(&bstr);
-  const bool ok =
-      bstr != nullptr && basalt::platform::SysStringLen(bstr) == 6 && text.string() == "basalt";
+  const bool ok = bstr != nullptr && basalt::platform::SysStringLen(bstr) == 6 &&
+                  text.string() == "basalt" && std::strcmp(basalt::version(), BASALT_VERSION) == 0;
   basalt::platform::SysFreeString(bstr);
   {
     basalt::PavaneMutex mutex;
