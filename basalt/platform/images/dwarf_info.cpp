@@ -1,9 +1,16 @@
 #include "basalt/platform/images/dwarf_info.h"
 
+#include "basalt/platform/runtime/paths.h"
+
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <dwarf.h>
 #include <elfutils/libdw.h>
+#include <elfutils/libdwelf.h>
+#include <fcntl.h>
 #include <optional>
+#include <unistd.h>
 
 namespace basalt::platform {
 namespace {
@@ -148,6 +155,31 @@ void addGlobals(Dwarf_Die* scope, std::vector<DebugVariable>& globals) {
   });
 }
 
+// Appends the entry under parent that holds pc and the blocks inside it that do, outermost
+// first: a function, then its blocks. Namespaces and classes hold no addresses of their own
+// but may hold functions (clang nests definitions there), so they are searched through;
+// libdw's dwarf_getscopes misses those functions.
+void addScopesAt(Dwarf_Die* parent, Dwarf_Addr pc, std::vector<Dwarf_Die>& scopes) {
+  const bool inFunction = !scopes.empty();
+  const std::size_t before = scopes.size();
+  forEachChild(parent, [&](Dwarf_Die* child) {
+    if (scopes.size() != before) {
+      return;
+    }
+    const int tag = dwarf_tag(child);
+    const bool container = tag == DW_TAG_namespace || tag == DW_TAG_class_type ||
+                           tag == DW_TAG_structure_type || tag == DW_TAG_union_type;
+    const bool block = tag == DW_TAG_lexical_block || tag == DW_TAG_inlined_subroutine;
+    if (!inFunction && container) {
+      addScopesAt(child, pc, scopes);
+    } else if ((inFunction ? block : tag == DW_TAG_subprogram) && dwarf_haspc(child, pc) > 0) {
+      Dwarf_Die scope = *child;
+      scopes.push_back(scope);
+      addScopesAt(&scope, pc, scopes);
+    }
+  });
+}
+
 BasicType basicType(Dwarf_Die* type) {
   Dwarf_Attribute attribute;
   Dwarf_Word encoding = 0;
@@ -203,11 +235,73 @@ enum SymTagEnum symbolTag(int tag) {
   }
 }
 
+// Whether the file open at fd is the debug file of module: the same build-id, or any file
+// for a module that has none.
+bool belongsTo(Dwfl_Module* module, int fd) {
+  const unsigned char* moduleId = nullptr;
+  GElf_Addr idAddress = 0;
+  const int moduleIdLength = dwfl_module_build_id(module, &moduleId, &idAddress);
+  if (moduleIdLength <= 0) {
+    return true;
+  }
+  Elf* elf = elf_begin(fd, ELF_C_READ_MMAP, nullptr);
+  const void* fileId = nullptr;
+  const ssize_t fileIdLength = elf != nullptr ? dwelf_elf_gnu_build_id(elf, &fileId) : -1;
+  const bool same = fileIdLength == moduleIdLength &&
+                    std::memcmp(fileId, moduleId, static_cast<std::size_t>(fileIdLength)) == 0;
+  elf_end(elf);
+  return same;
+}
+
+// A separate debug file on this machine: by build-id under the path's directories, else by
+// the debug link beside the file, in its .debug directory, or under the path's absolute
+// directories. Never the debuginfod client that dwfl_standard_find_debuginfo falls back to:
+// it would load a network stack into a failing process and wait on servers.
+int findLocalDebugInfo(Dwfl_Module* module, void** userData, const char* moduleName,
+                       Dwarf_Addr base, const char* fileName, const char* debugLink,
+                       GElf_Word debugLinkCrc, char** debugInfoFileName) {
+  const int byId = dwfl_build_id_find_debuginfo(module, userData, moduleName, base, fileName,
+                                                debugLink, debugLinkCrc, debugInfoFileName);
+  if (byId >= 0 || fileName == nullptr || debugLink == nullptr) {
+    return byId;
+  }
+  const std::string directory = splitOsPath(fileName).directory;
+  std::vector<std::string> candidates;
+  std::string entries = *userData != nullptr ? static_cast<const char*>(*userData) : "";
+  for (std::size_t start = 0; start <= entries.size();) {
+    const std::size_t end = std::min(entries.find(':', start), entries.size());
+    const std::string entry = entries.substr(start, end - start);
+    start = end + 1;
+    if (entry.empty()) {
+      candidates.push_back(directory + "/" + debugLink);
+    } else if (entry.front() != '/') {
+      candidates.push_back(directory + "/" + entry + "/" + debugLink);
+    } else {
+      candidates.push_back(entry + directory + "/" + debugLink);
+      candidates.push_back(entry + "/" + debugLink);
+    }
+  }
+  for (const std::string& candidate : candidates) {
+    if (candidate == fileName) {
+      continue;
+    }
+    const int fd = ::open(candidate.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd >= 0 && belongsTo(module, fd)) {
+      *debugInfoFileName = ::strdup(candidate.c_str());
+      return fd;
+    }
+    if (fd >= 0) {
+      ::close(fd);
+    }
+  }
+  return -1;
+}
+
 } // namespace
 
 DwarfInfo::DwarfInfo(std::string path)
     : debugPath(std::move(path)),
-      debugPathText(debugPath.data()), callbacks{nullptr, dwfl_standard_find_debuginfo,
+      debugPathText(debugPath.data()), callbacks{nullptr, findLocalDebugInfo,
                                                  dwfl_offline_section_address, &debugPathText} {}
 
 DwarfInfo::~DwarfInfo() {
@@ -228,6 +322,10 @@ std::unique_ptr<DwarfInfo> DwarfInfo::open(const std::string& path, const std::s
   if (info->module == nullptr) {
     return nullptr;
   }
+  // The search of a debug link reads the path from the module's user data.
+  void** userData = nullptr;
+  dwfl_module_info(info->module, &userData, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+  *userData = info->debugPathText;
   info->dwarf = dwfl_module_getdwarf(info->module, &info->bias);
   return info->dwarf != nullptr ? std::move(info) : nullptr;
 }
@@ -257,15 +355,17 @@ const std::vector<DebugVariable>& DwarfInfo::locals(ULONG64 address) const {
 std::vector<DebugVariable> DwarfInfo::findLocals(ULONG64 address) const {
   Dwarf_Addr unitBias = 0;
   Dwarf_Die* unit = dwfl_module_addrdie(module, address, &unitBias);
-  Dwarf_Die* scopes = nullptr;
-  const int count = unit != nullptr ? dwarf_getscopes(unit, address - unitBias, &scopes) : 0;
-  int function = 0;
-  while (function < count && dwarf_tag(&scopes[function]) != DW_TAG_subprogram) {
-    ++function;
+  // Without .debug_aranges (clang doesn't write them) only the units' own ranges tell.
+  for (Dwarf_Die* next = nullptr;
+       unit == nullptr && (next = dwfl_module_nextcu(module, next, &unitBias)) != nullptr;) {
+    unit = dwarf_haspc(next, address - unitBias) > 0 ? next : nullptr;
+  }
+  std::vector<Dwarf_Die> scopes;
+  if (unit != nullptr) {
+    addScopesAt(unit, address - unitBias, scopes);
   }
   std::vector<DebugVariable> locals;
-  if (function == count) {
-    std::free(scopes);
+  if (scopes.empty()) {
     return locals;
   }
   const Dwarf_Addr pc = address - unitBias;
@@ -273,7 +373,7 @@ std::vector<DebugVariable> DwarfInfo::findLocals(ULONG64 address) const {
   Dwarf_Attribute attribute;
   Dwarf_Op* base = nullptr;
   std::size_t baseCount = 0;
-  if (dwarf_attr_integrate(&scopes[function], DW_AT_frame_base, &attribute) != nullptr &&
+  if (dwarf_attr_integrate(&scopes.front(), DW_AT_frame_base, &attribute) != nullptr &&
       dwarf_getlocation_addr(&attribute, pc, &base, &baseCount, 1) == 1) {
     if (baseCount == 1 && base[0].atom == DW_OP_call_frame_cfa) {
       // The canonical frame address, by the call frame information at this address.
@@ -297,9 +397,9 @@ std::vector<DebugVariable> DwarfInfo::findLocals(ULONG64 address) const {
       frameBase = registerOffset(base, baseCount);
     }
   }
-  // From the function outwards in, so that parameters come first.
-  for (int scope = function; scope >= 0; --scope) {
-    forEachChild(&scopes[scope], [&](Dwarf_Die* child) {
+  // From the function inwards, so that parameters come first.
+  for (Dwarf_Die& scope : scopes) {
+    forEachChild(&scope, [&](Dwarf_Die* child) {
       const int tag = dwarf_tag(child);
       if (tag != DW_TAG_variable && tag != DW_TAG_formal_parameter) {
         return;
@@ -321,7 +421,6 @@ std::vector<DebugVariable> DwarfInfo::findLocals(ULONG64 address) const {
       locals.push_back(std::move(variable));
     });
   }
-  std::free(scopes);
   return locals;
 }
 
