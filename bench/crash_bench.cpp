@@ -5,6 +5,7 @@
 // Built with -g: the variables' lines are part of the report measured.
 
 #include "basalt/crash/stack_report.h"
+#include "basalt/platform/runtime/structured_exceptions.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>
@@ -29,9 +30,7 @@ int turn = 0;
 
 __attribute__((noinline)) void reportAtBottom() {
   plat::CONTEXT& context = contexts[turn ^= 1];
-  context.Rip = reinterpret_cast<plat::DWORD64>(&reportAtBottom);
-  context.Rbp = reinterpret_cast<plat::DWORD64>(__builtin_frame_address(0));
-  context.Rsp = context.Rbp;
+  plat::RtlCaptureContext(&context);
   basalt::crash::writeStackReport(&context);
   asm volatile("");
 }
@@ -93,8 +92,8 @@ void touchProgram() {
   ::utimensat(AT_FDCWD, "/proc/self/exe", now, 0);
 }
 
-// The report's walk ends in the benchmark library, which has no frame pointers; the frames
-// of the stack both sides see are counted in "frames". Argument 1: every report is a first.
+// The frames of the stack that the report shows are counted in "frames". Argument 1: every
+// report is a first.
 void BasaltStackReport(benchmark::State& state) {
   const ScratchTemp temp;
   for (auto _ : state) {

@@ -425,49 +425,56 @@ std::vector<DebugVariable> DwarfInfo::findLocals(ULONG64 address) const {
 }
 
 bool DwarfInfo::typeInfo(ULONG id, IMAGEHLP_SYMBOL_TYPE_INFO what, void* info) const {
-  Dwarf_Die die;
-  if (info == nullptr || dwarf_offdie(dwarf, id, &die) == nullptr) {
+  if (info == nullptr) {
     return false;
   }
+  const std::uint64_t key = (std::uint64_t{id} << 8) | static_cast<std::uint8_t>(what);
+  auto found = typeAnswers.find(key);
+  if (found == typeAnswers.end()) {
+    found = typeAnswers.emplace(key, answerTypeInfo(id, what)).first;
+  }
+  if (!found->second) {
+    return false;
+  }
+  if (what == TI_GET_LENGTH) {
+    *static_cast<ULONG64*>(info) = *found->second;
+  } else {
+    *static_cast<DWORD*>(info) = static_cast<DWORD>(*found->second);
+  }
+  return true;
+}
+
+std::optional<ULONG64> DwarfInfo::answerTypeInfo(ULONG id, IMAGEHLP_SYMBOL_TYPE_INFO what) const {
+  Dwarf_Die die;
+  if (dwarf_offdie(dwarf, id, &die) == nullptr) {
+    return std::nullopt;
+  }
   const int tag = dwarf_tag(&die);
-  DWORD value = 0;
   switch (what) {
   case TI_GET_SYMTAG:
-    value = symbolTag(tag);
-    break;
+    return symbolTag(tag);
   case TI_GET_BASETYPE:
-    if (tag != DW_TAG_base_type) {
-      return false;
-    }
-    value = basicType(&die);
-    break;
+    return tag == DW_TAG_base_type ? std::optional<ULONG64>(basicType(&die)) : std::nullopt;
   case TI_GET_LENGTH:
-    *static_cast<ULONG64*>(info) = sizeOf(&die);
-    return true;
+    return sizeOf(&die);
   case TI_GET_TYPEID: {
     std::optional<Dwarf_Die> type = typeOf(&die);
-    if (!type) {
-      return false;
-    }
-    value = static_cast<DWORD>(dwarf_dieoffset(&*type));
-    break;
+    return type ? std::optional<ULONG64>(dwarf_dieoffset(&*type)) : std::nullopt;
   }
   case TI_GET_DATAKIND:
     if (tag == DW_TAG_formal_parameter) {
-      value = DataIsParam;
-    } else if (tag != DW_TAG_variable) {
-      return false;
-    } else if (flag(&die, DW_AT_external)) {
-      value = DataIsGlobal;
-    } else {
-      value = staticAddress(&die) ? DataIsFileStatic : DataIsLocal;
+      return DataIsParam;
     }
-    break;
+    if (tag != DW_TAG_variable) {
+      return std::nullopt;
+    }
+    if (flag(&die, DW_AT_external)) {
+      return DataIsGlobal;
+    }
+    return staticAddress(&die) ? DataIsFileStatic : DataIsLocal;
   default:
-    return false;
+    return std::nullopt;
   }
-  *static_cast<DWORD*>(info) = value;
-  return true;
 }
 
 } // namespace basalt::platform

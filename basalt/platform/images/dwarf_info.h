@@ -7,11 +7,13 @@
 
 #include "basalt/platform/images/debug_help.h"
 
+#include <cstdint>
 #include <elfutils/libdwfl.h>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace basalt::platform {
@@ -49,6 +51,7 @@ public:
 private:
   explicit DwarfInfo(std::string debugPath);
   std::vector<DebugVariable> findLocals(ULONG64 address) const;
+  std::optional<ULONG64> answerTypeInfo(ULONG id, IMAGEHLP_SYMBOL_TYPE_INFO what) const;
 
   // The session holds pointers to these.
   std::string debugPath;
@@ -60,6 +63,8 @@ private:
   Dwarf_Addr bias = 0; // from the session's addresses to the information's
   mutable std::optional<std::vector<DebugVariable>> globalList;
   mutable std::map<ULONG64, std::vector<DebugVariable>> localLists;
+  // Answers of typeInfo by entry and property: every report asks the same of its globals.
+  mutable std::unordered_map<std::uint64_t, std::optional<ULONG64>> typeAnswers;
 };
 
 } // namespace basalt::platform
