@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -127,8 +128,18 @@ void showCrashTranslation() {
   }
   std::printf("the frames of its report in %s, with their variables:\n", report.c_str());
   std::istringstream lines(contents);
+  bool inFrames = false;
   for (std::string line; std::getline(lines, line);) {
+    // The walk goes on into the C library's frames and globals: the demo's own part is enough.
+    const std::size_t module = line.find("Module:  ");
+    if (inFrames && module != std::string::npos) {
+      const std::size_t name = module + std::strlen("Module:  ");
+      std::printf("  (and on through the frames of %s)\n",
+                  line.substr(name, line.find('[', name) - name).c_str());
+      break;
+    }
     if (line.find("Symbol:  ") != std::string::npos) {
+      inFrames = true;
       std::printf("  %s\n", line.c_str() + line.find_first_not_of(' '));
     } else if (line.compare(0, 2, "\t\t") == 0 && line[2] != '\t') {
       std::printf("      %s\n", line.c_str() + 2);
