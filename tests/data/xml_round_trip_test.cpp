@@ -192,7 +192,6 @@ TEST_F(XmlRoundTrip, WhatTheWriterWouldChangeIsKept) {
 }
 
 TEST_F(XmlRoundTrip, TextKeepsItsCrLfLineEnds) {
-  XmlSupport xml;
   ASSERT_EQ(load(xml, roundTrip("<r><p>\r\n    \r\nabc <b/></p></r>\r\n")), -1);
   const Element p = xml.findChild(xml.findChild(Element(), "r"), "p");
   plat::CComPtr<plat::IXMLDOMNodeList> children;
@@ -206,7 +205,6 @@ TEST_F(XmlRoundTrip, TextKeepsItsCrLfLineEnds) {
 
 // The rule the README states, on the cases that tell it apart.
 TEST_F(XmlRoundTrip, WhiteSpaceOnlySeparatingMarkupIsDropped) {
-  XmlSupport xml;
   ASSERT_EQ(load(xml, "<r>\n <a> x <b/> </a>\n <c> </c>\n <d xml:space=\"preserve\"> <e/>"
                       "<f xml:space=\"default\"> <g/> </f></d>\n <!-- k --> <h><![CDATA[ ]]> </h>"
                       "\n <i>&#32;<j/></i></r>"),
