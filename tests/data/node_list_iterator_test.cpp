@@ -145,9 +145,7 @@ TEST_P(NodeListIteratorTest, ReadsConvertAsFarAsTheTextGoes) {
 }
 
 TEST_P(NodeListIteratorTest, NodesWithoutAttributesThrowInsteadOfCrashing) {
-  items("<r><item>text<b/></item></r>");
-  NodeList item;
-  ASSERT_EQ(xml.getList("item", item), plat::S_OK);
+  NodeList item = items("<r><item>text<b/></item></r>");
   NodeList children;
   ASSERT_EQ(xml.getChildList(item, children, 0), plat::S_OK);
   NodeListIterator it(walked(children));
