@@ -10,7 +10,7 @@ namespace {
 
 using Units = std::basic_string<unsigned short>;
 
-const unsigned short* const wideAbc = basalt::test::w(u"abc");
+const unsigned short wideAbc[] = {'a', 'b', 'c', 0};
 
 // The text built, behind "fault: " when the format stopped at a fault.
 template <class... Arguments> std::string built(const char* format, Arguments... arguments) {
