@@ -19,31 +19,26 @@ using basalt::test::units;
 
 constexpr unsigned int wrongType = 0xC20170A6;
 
-// Makes the library log through a log of the test's own that reads a registry where the
-// module "basalt" logs errors and there is no log file, so records become events.
-class LibraryLogSwap {
-public:
-  explicit LibraryLogSwap(basalt::testing::RegistrySandbox& registry)
-      : saved(basalt::frame::libraryLog) {
+// The library logs through a log of the test's own that reads a registry where the module
+// "basalt" logs errors and there is no log file, so records become events.
+class SmartCommonVariantTest : public ::testing::Test {
+protected:
+  void SetUp() override {
     plat::setSyslogSocketPath(registry.path("no-syslog").c_str());
     registry.write("log.reg", "Windows Registry Editor Version 5.00\n\n"
                               "[HKEY_LOCAL_MACHINE\\Software\\Corvane Holdings\\10.0\\TRELL(o)"
                               "\\Log\\Modules\\basalt]\n\"Verbosity\"=dword:00000002\n");
     registry.useSources("log.reg");
-    log = new basalt::CoreLog;
-    basalt::frame::libraryLog = log;
+    basalt::frame::libraryLog = &log;
   }
-  ~LibraryLogSwap() {
+  void TearDown() override {
     basalt::frame::libraryLog = saved;
-    delete log;
     plat::setSyslogSocketPath(nullptr);
   }
-  LibraryLogSwap(const LibraryLogSwap&) = delete;
-  LibraryLogSwap& operator=(const LibraryLogSwap&) = delete;
 
-private:
-  basalt::CoreLog* log;
-  basalt::CoreLog* saved;
+  basalt::testing::RegistrySandbox registry;
+  basalt::CoreLog log;
+  basalt::CoreLog* const saved = basalt::frame::libraryLog;
 };
 
 // Calls access, which must raise the wrong-type error, and checks the error.
@@ -61,23 +56,18 @@ template <typename Access> void expectWrongType(Access access) {
   }
 }
 
-TEST(SmartCommonVariant, WrongTypeAccessRaisesLogsAndChangesNothing) {
-  basalt::testing::RegistrySandbox registry;
-  {
-    LibraryLogSwap swap(registry);
-    const SmartCommonVariant empty;
-    expectWrongType([&] { empty.Text(); });
-    expectWrongType([&] { empty.Number(); });
-    expectWrongType([&] { empty.Date(); });
-    expectWrongType([&] { empty.Boolean(); });
-    EXPECT_EQ(empty.Type(), CVT_EMPTY);
-
-    const SmartCommonVariant number(1.5, 0);
-    const SmartCommonVariant date(1.5, 1);
-    expectWrongType([&] { number.Date(); });
-    expectWrongType([&] { date.Number(); });
-    EXPECT_EQ(number.Number(), 1.5);
-  }
+TEST_F(SmartCommonVariantTest, WrongTypeAccessRaisesLogsAndChangesNothing) {
+  const SmartCommonVariant empty;
+  expectWrongType([&] { empty.Text(); });
+  expectWrongType([&] { empty.Number(); });
+  expectWrongType([&] { empty.Date(); });
+  expectWrongType([&] { empty.Boolean(); });
+  EXPECT_EQ(empty.Type(), CVT_EMPTY);
+  const SmartCommonVariant number(1.5, 0);
+  const SmartCommonVariant date(1.5, 1);
+  expectWrongType([&] { number.Date(); });
+  expectWrongType([&] { date.Number(); });
+  EXPECT_EQ(number.Number(), 1.5);
   // Every raise left a record, though each was caught; the log's own notes on its
   // configuration are other events.
   int raised = 0;
@@ -90,7 +80,7 @@ TEST(SmartCommonVariant, WrongTypeAccessRaisesLogsAndChangesNothing) {
   EXPECT_EQ(raised, 6);
 }
 
-TEST(SmartCommonVariant, CopiesOwnTheirTextAndClearingIsFinal) {
+TEST_F(SmartCommonVariantTest, CopiesOwnTheirTextAndClearingIsFinal) {
   EXPECT_EQ(SmartCommonVariant(5).Boolean(), 5); // not reduced to 0 or 1
   EXPECT_EQ(SmartCommonVariant(static_cast<const unsigned short*>(nullptr)).Text().size(), 0u);
   auto* original = new SmartCommonVariant(KELPString("shared?"));
@@ -107,7 +97,7 @@ TEST(SmartCommonVariant, CopiesOwnTheirTextAndClearingIsFinal) {
   EXPECT_EQ(copy.Type(), CVT_EMPTY);
 }
 
-TEST(SmartCommonVariant, ToAutomationVariant) {
+TEST_F(SmartCommonVariantTest, ToAutomationVariant) {
   plat::VARIANT target;
   plat::VariantInit(&target);
   EXPECT_FALSE(SmartCommonVariant(1).Variant(nullptr));
@@ -142,21 +132,17 @@ template <typename Set> std::string fromVariant(plat::VARTYPE vt, Set set) {
   set(source);
   SmartCommonVariant variant(KELPString("previous"));
   variant = source;
-  switch (variant.Type()) {
-  case CVT_EMPTY:
-    return "empty";
-  case CVT_TEXT:
-    return "text " + variant.Text().string();
-  case CVT_NUMBER:
-    return "number " + testing::PrintToString(variant.Number());
-  case CVT_DATE:
-    return "date " + testing::PrintToString(variant.Date());
-  default:
-    return "boolean " + std::to_string(variant.Boolean());
+  const CommonVT type = variant.Type();
+  if (type == CVT_EMPTY || type == CVT_TEXT || type == CVT_BOOLEAN) {
+    return type == CVT_EMPTY  ? "empty"
+           : type == CVT_TEXT ? "text " + variant.Text().string()
+                              : "boolean " + std::to_string(variant.Boolean());
   }
+  return (type == CVT_DATE ? "date " : "number ") +
+         testing::PrintToString(type == CVT_DATE ? variant.Date() : variant.Number());
 }
 
-TEST(SmartCommonVariant, FromAutomationVariant) {
+TEST_F(SmartCommonVariantTest, FromAutomationVariant) {
   plat::VARIANT source;
   plat::VariantInit(&source);
   source.vt = plat::VT_I4;
@@ -176,7 +162,7 @@ TEST(SmartCommonVariant, FromAutomationVariant) {
   EXPECT_EQ(fromVariant(plat::VT_NULL, [](auto&) {}), "empty");
 }
 
-TEST(SmartCommonVariant, ComparisonsWithinAndAcrossTypes) {
+TEST_F(SmartCommonVariantTest, ComparisonsWithinAndAcrossTypes) {
   const SmartCommonVariant empty;
   const SmartCommonVariant yes(1);
   EXPECT_TRUE(empty == yes);

@@ -38,26 +38,25 @@ protected:
     registry.useSources(name);
   }
 
+  // A document made from text.
+  void parse(const std::string& text) {
+    ASSERT_EQ(xml.createDocument(), plat::S_OK);
+    ASSERT_EQ(xml.readXml(KELPString(wide(text))), -1) << text;
+  }
+
   testing::RegistrySandbox registry;
   ScratchDirectory scratch;
+  XmlSupport xml;
 
 private:
   int configurations = 0;
 };
-
-inline std::string utf8(const KELPString& text) {
-  return narrow(text);
-}
 
 // The automation string as UTF-8; frees it.
 inline std::string take(plat::BSTR text) {
   std::string result = narrow(Units(text, plat::SysStringLen(text)));
   plat::SysFreeString(text);
   return result;
-}
-
-inline KELPString fromUtf8(const std::string& text) {
-  return KELPString(wide(text));
 }
 
 // A memory stream that holds the bytes.
@@ -84,7 +83,7 @@ inline std::string bytesOf(plat::IStream* stream) {
 inline std::string xmlOf(XmlSupport& xml) {
   KELPString text;
   EXPECT_EQ(xml.get_xml(text), plat::S_OK);
-  return utf8(text);
+  return narrow(text);
 }
 
 } // namespace basalt::test

@@ -11,12 +11,8 @@ TEST(SystemSupport, FormatErrorGivesTheTextWithoutItsLineEndOnAnyThread) {
   KELPString text = "former contents";
   SystemSupport::FormatError(text, 4);
   EXPECT_TRUE(text.empty()); // a number without words
-  basalt::platform::SetLastError(6);
+  basalt::platform::SetLastError(193);
   SystemSupport::FormatLastError(text);
-  EXPECT_EQ(text, "The handle is invalid.");
-  SystemSupport::FormatError(text, 2);
-  EXPECT_EQ(text, "The system cannot find the file specified.");
-  SystemSupport::FormatError(text, 193);
   EXPECT_EQ(text, "%1 is not a valid Win32 application.");
   // Every number the platform layer sets has words, on one line.
   for (const std::uint32_t number : {0, 3, 5, 8, 87, 112, 122, 126, 127, 161, 234, 259, 317, 1018,

@@ -37,16 +37,13 @@ TEST(CaseMapping, TellingUnitsMapAsUnicode31Says) {
   }
 }
 
-// What the whole unit range must come to: the counts, the seven 512-unit regions that hold a
-// change, and the folding property.
+// What the whole unit range must come to: the counts of changed units and of distinct
+// changes, and the folding property.
 TEST(CaseMapping, WholeRangeFoldsWithTheKnownCounts) {
-  constexpr unsigned int regionsWithChanges[] = {0, 1, 2, 15, 16, 18, 127};
   for (const bool toLower : {true, false}) {
     SCOPED_TRACE(toLower ? "lower" : "upper");
     unsigned int changed = 0;
     std::set<unsigned short> deltas;
-    std::set<unsigned int> blocks;
-    std::set<unsigned int> regions;
     for (unsigned int c = 0; c <= 0xFFFF; ++c) {
       const auto unit = static_cast<unsigned short>(c);
       const unsigned short lower = KELPString::chrToLower(unit);
@@ -55,17 +52,10 @@ TEST(CaseMapping, WholeRangeFoldsWithTheKnownCounts) {
       ASSERT_EQ(KELPString::chrToUpper(lower), upper) << std::hex << c;
       const unsigned short mapped = toLower ? lower : upper;
       deltas.insert(static_cast<unsigned short>(mapped - unit));
-      if (mapped != unit) {
-        ++changed;
-        blocks.insert(c >> 4);
-        regions.insert(c >> 9);
-      }
+      changed += mapped != unit ? 1 : 0;
     }
     EXPECT_EQ(changed, 712u);
     EXPECT_EQ(deltas.size(), toLower ? 57u : 56u); // the zero delta included
-    EXPECT_EQ(blocks.size(), toLower ? 86u : 91u);
-    EXPECT_EQ(regions,
-              std::set<unsigned int>(std::begin(regionsWithChanges), std::end(regionsWithChanges)));
   }
 }
 

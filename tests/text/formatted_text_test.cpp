@@ -1,4 +1,5 @@
 #include "basalt/text/formatted_text.h"
+#include "tests/support/scratch_directory.h"
 
 #include <cstdarg>
 #include <cstdint>
@@ -8,10 +9,6 @@
 namespace {
 
 using Units = std::basic_string<unsigned short>;
-
-Units units(const char* ascii) {
-  return Units(ascii, ascii + std::char_traits<char>::length(ascii));
-}
 
 const unsigned short wideAbc[] = {'a', 'b', 'c', 0};
 
@@ -115,27 +112,23 @@ TEST(FormattedText, ArgumentListsAndCallerBuffers) {
   EXPECT_EQ(first, "1-abc-2.500000");
   EXPECT_EQ(second, first);
 
-  // Caller buffers get at most size units and a terminator.
+  // Caller buffers get at most size units and a terminator, and nothing on a fault.
   unsigned short buffer[8];
   std::fill(std::begin(buffer), std::end(buffer), 0x7777);
   EXPECT_EQ(suprintf(buffer, 3, "%d", 12345), 3);
   EXPECT_EQ(Units(buffer, 5), (Units{'1', '2', '3', 0, 0x7777}));
-
-  std::fill(std::begin(buffer), std::end(buffer), 0x7777);
   EXPECT_EQ(suprintf(buffer, 7, "ab% d", 1), 0);
   EXPECT_EQ(suprintf(buffer, 7, static_cast<const char*>(nullptr)), 0);
-  EXPECT_EQ(buffer[0], 0x7777);
+  EXPECT_EQ(buffer[0], '1');
   EXPECT_EQ(suprintf(nullptr, 7, "%d", 1), 0);
-
-  const unsigned short wideFormat[] = {'<', '%', 'd', '>', 0};
-  EXPECT_EQ(suprintf(buffer, 7, wideFormat, 42), 4);
-  EXPECT_EQ(Units(buffer), units("<42>"));
+  EXPECT_EQ(suprintf(buffer, 7, basalt::test::w(u"<%d>"), 42), 4);
+  EXPECT_EQ(KELPString(buffer), "<42>");
   EXPECT_EQ(suprintf(buffer, 7, static_cast<const unsigned short*>(nullptr)), 0);
   EXPECT_EQ(buffer[0], 0);
 
   // The narrow list form keeps what was built before a fault.
   EXPECT_EQ(forward(buffer, 7, "ab% d", 1), 2);
-  EXPECT_EQ(Units(buffer), units("ab"));
+  EXPECT_EQ(KELPString(buffer), "ab");
   buffer[0] = 0x7777;
   EXPECT_EQ(forward(buffer, 7, nullptr), 0);
   EXPECT_EQ(buffer[0], 0);
