@@ -181,11 +181,11 @@ TEST(PavaneCondition, SignalWakesOneWaiterInTurnAndBroadcastTheRest) {
   EXPECT_EQ(woken, (std::vector<int>{0, 1, 2, 3, 4}));
 }
 
-// An interruption late in a timed wait starts the time again: the wait ends no earlier than a
-// whole time-out after the interruption. A wait that returned on the interruption, or kept
-// its first deadline, would end sooner.
+// An interruption of a timed wait starts the time again: the wait ends no earlier than a whole
+// time-out after the interruption. A wait that returned on the interruption, or kept its
+// first deadline, would end sooner.
 TEST(PavaneCondition, InterruptedTimedWaitStartsItsTimeAgain) {
-  constexpr plat::LONG timeout = 300;
+  constexpr plat::LONG timeout = 500;
   PavaneMutex mutex;
   PavaneCondition condition(&mutex);
   std::chrono::steady_clock::time_point returned;
@@ -197,7 +197,7 @@ TEST(PavaneCondition, InterruptedTimedWaitStartsItsTimeAgain) {
         returned = std::chrono::steady_clock::now();
       },
       &waiterId);
-  std::this_thread::sleep_for(std::chrono::milliseconds(timeout * 2 / 3));
+  std::this_thread::sleep_for(std::chrono::milliseconds(timeout / 10));
   const auto interrupted = std::chrono::steady_clock::now();
   plat::interruptThread(waiterId);
   finish("a timed wait", [&] { waiter.get(); });
