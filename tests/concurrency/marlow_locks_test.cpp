@@ -8,12 +8,14 @@
 
 // Needs the string and log headers above.
 #include "logging/log_sandbox.h"
+#include "support/bounded_wait.h"
 
 #include <future>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -57,6 +59,7 @@ TEST(MarlowSynchronized, EveryKindReleasesItsOwnLock) {
   EXPECT_THROW(
       {
         MarlowSynchronized a(mutex);
+        { MarlowSynchronized inner(mutex); }
         MarlowSynchronized b(recursive);
         MarlowSynchronized c(monitor);
         MarlowSynchronized again(monitor);
@@ -92,35 +95,25 @@ TEST(MarlowInitialize, CopiesShareOneHoldOnTheThreadLibrary) {
   basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_ATTACH, nullptr);
 }
 
-// The library's log, configured for SUPPORT/Synchronization at 5, with the records' texts.
-class VerboseLog : public ::testing::Test {
-protected:
-  void SetUp() override {
-    using namespace basalt::test;
-    sandbox.configure(logKey() + "\"Location\"=" + regPath(BASALT_SYNCHRONIZATION_MESSAGES_DIR) +
-                      "\"LogFile\"=" + regPath(sandbox.scratch.os("locks.log")) +
-                      logKey("Modules\\SUPPORT") + verbosity("1") +
-                      logKey("Modules\\SUPPORT\\Components\\Synchronization") + verbosity("5"));
-    saved = basalt::frame::libraryLog;
-    basalt::frame::libraryLog = &log;
-  }
-  void TearDown() override { basalt::frame::libraryLog = saved; }
-
+// The library's log, configured for SUPPORT/Synchronization at 5 with the records' texts,
+// records who asks for, holds and releases a lock.
+TEST(MarlowVerboseSynchronized, RecordsAskingHoldingAndReleasingWithTheThreadAndName) {
+  using namespace basalt::test;
+  LogSandbox sandbox;
+  sandbox.configure(logKey() + "\"Location\"=" + regPath(BASALT_SYNCHRONIZATION_MESSAGES_DIR) +
+                    "\"LogFile\"=" + regPath(sandbox.scratch.os("locks.log")) +
+                    logKey("Modules\\SUPPORT") + verbosity("1") +
+                    logKey("Modules\\SUPPORT\\Components\\Synchronization") + verbosity("5"));
+  basalt::CoreLog log;
+  basalt::CoreLog* const saved = std::exchange(basalt::frame::libraryLog, &log);
   // The log's lines without their time stamps.
-  std::vector<std::string> texts() const {
+  const auto texts = [&] {
     std::vector<std::string> result;
     for (const std::string& line : sandbox.lines("locks.log")) {
       result.push_back(line.substr(line.find(": ") + 2));
     }
     return result;
-  }
-
-  basalt::test::LogSandbox sandbox;
-  basalt::CoreLog log;
-  basalt::CoreLog* saved = nullptr;
-};
-
-TEST_F(VerboseLog, RecordsAskingHoldingAndReleasingWithTheThreadAndName) {
+  };
   MarlowMutex mutex;
   const std::string self = std::to_string(plat::GetCurrentThreadId()).substr(0, 8);
   std::string other;
@@ -135,11 +128,10 @@ TEST_F(VerboseLog, RecordsAskingHoldingAndReleasingWithTheThreadAndName) {
       MarlowVerboseSynchronized blocked(mutex, nullptr);
     });
     // The waiter's first record comes before its lock: it shows while this scope holds.
-    while (texts().size() < 6) {
-      std::this_thread::yield();
-    }
+    basalt::test::await([&] { return texts().size() >= 6; });
   }
   waiter.join();
+  basalt::frame::libraryLog = saved;
   const auto line = [](const std::string& thread, const std::string& what) {
     return "SUPPORT: thread " + thread + " " + what + " lock ";
   };

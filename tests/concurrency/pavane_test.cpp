@@ -10,11 +10,9 @@
 #include "support/bounded_wait.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <future>
 #include <gtest/gtest.h>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -31,39 +29,16 @@ using basalt::test::await;
 using basalt::test::finish;
 using basalt::test::startBlocked;
 
-// Whether another thread can take the mutex at this moment.
-bool freeForOthers(PavaneMutex& mutex) {
-  return std::async(std::launch::async,
-                    [&] {
-                      const bool taken = plat::TryEnterCriticalSection(mutex.criticalSection());
-                      if (taken) {
-                        plat::LeaveCriticalSection(mutex.criticalSection());
-                      }
-                      return taken;
-                    })
-      .get();
-}
-
-// The owner re-enters without blocking; the mutex is free only once the outer guard goes, also
-// when an exception leaves both scopes.
-TEST(PavaneMutex, ReenteredMutexIsFreeOnlyAfterTheOuterGuard) {
-  PavaneMutex mutex;
-  EXPECT_THROW(
-      {
-        PavaneSynchronized outer(mutex);
-        { PavaneSynchronized inner(mutex); }
-        EXPECT_FALSE(freeForOthers(mutex));
-        PavaneSynchronized again(mutex);
-        throw std::runtime_error("leaves both scopes");
-      },
-      std::runtime_error);
-  EXPECT_TRUE(freeForOthers(mutex));
+// Interrupts a thread blocked in the thread library count times, and waits until it has
+// absorbed them all and blocks again.
+void interruptBlocked(plat::DWORD id, unsigned int count) {
+  plat::interruptThread(id, count);
+  await([&] { return plat::pendingInterruptions(id) == 0 && plat::blockedInThreadLibrary(id); });
 }
 
 TEST(Flag, ValueWaitsForTheHolderOfTheMutexAndReentersForIt) {
   PavaneMutex mutex;
   Flag flag(&mutex, 0);
-  EXPECT_EQ(flag.value(), 0);
   std::future<int> reader;
   {
     PavaneSynchronized guard(mutex);
@@ -75,10 +50,11 @@ TEST(Flag, ValueWaitsForTheHolderOfTheMutexAndReentersForIt) {
   EXPECT_EQ(reader.get(), 1); // the value written before the holder let go
 }
 
-// Two threads take turns through one CondArgs; the flag says whose turn it is.
-TEST(CondArgs, TwoThreadsMeetOnTheFlag) {
+// Two threads hand a turn back and forth many times through one CondArgs, one waking the
+// other by signal, the other by broadcast: a wake-up lost between a test and its wait hangs.
+TEST(CondArgs, HandOffLosesNoWakeUp) {
   CondArgs meeting;
-  constexpr int rounds = 2000;
+  constexpr int rounds = 20000;
   std::thread other([&] {
     for (int i = 0; i < rounds; ++i) {
       meeting.lock();
@@ -90,7 +66,7 @@ TEST(CondArgs, TwoThreadsMeetOnTheFlag) {
       meeting.unlock();
     }
   });
-  finish("a meeting", [&] {
+  finish("a hand-off", [&] {
     for (int i = 0; i < rounds; ++i) {
       meeting.lock();
       meeting.setFlag(1);
@@ -102,7 +78,6 @@ TEST(CondArgs, TwoThreadsMeetOnTheFlag) {
     }
     other.join();
   });
-  EXPECT_EQ(meeting.flag(), 0);
 }
 
 // Waits at the gate, then gives back its argument plus one.
@@ -111,10 +86,8 @@ public:
   Worker(int* arg, std::shared_future<void> gate) : PavaneThread(arg), gate(std::move(gate)) {}
   void* work(void* arg) override {
     gate.wait();
-    ran = self() == this;
-    return arg != nullptr ? static_cast<int*>(arg) + 1 : nullptr;
+    return static_cast<int*>(arg) + 1;
   }
-  std::atomic<bool> ran{false};
 
 private:
   std::shared_future<void> gate;
@@ -126,32 +99,14 @@ public:
   void run() override { *static_cast<int*>(arg) = 42; }
 };
 
-// A PavaneThread's work gets the argument, on this thread or its own; a MarlowThread's body is
-// its derived run.
-TEST(PavaneThread, RunDispatchesToWorkWithTheArgument) {
+// However many interruptions reach the joining thread, join returns only once the thread has
+// ended. A refused priority is a BaseError of the thread module while the thread lives, the
+// thread library's error after. work gets the argument also when run on the caller's thread;
+// a MarlowThread's body is its derived run.
+TEST(PavaneThread, JoinAbsorbsInterruptionsAndPriorityErrorsFollowTheThreadsLife) {
   int values[2] = {};
   std::promise<void> open;
-  open.set_value();
   plat::JTCHandleT<Worker> thread(new Worker(values, open.get_future().share()));
-  EXPECT_EQ(thread->run_undetached(), values + 1); // on this thread
-  EXPECT_FALSE(thread->ran);
-  thread->start_undetached();
-  thread->join(nullptr);
-  EXPECT_TRUE(thread->ran);
-  plat::JTCHandleT<MarlowBody> marlow(new MarlowBody(values));
-  marlow->start();
-  marlow->join();
-  EXPECT_EQ(values[0], 42);
-}
-
-// However many interruptions reach the joining thread, join returns only once the thread
-// has ended, and every interruption was thrown and absorbed on the way.
-// However many interruptions reach the joining thread, join returns only once the thread has
-// ended, and every interruption was thrown and absorbed on the way. A refused priority is a
-// BaseError of the thread module while the thread lives, the thread library's error after.
-TEST(PavaneThread, JoinAbsorbsInterruptionsAndPriorityErrorsFollowTheThreadsLife) {
-  std::promise<void> open;
-  plat::JTCHandleT<Worker> thread(new Worker(nullptr, open.get_future().share()));
   thread->start_undetached();
   thread->set_priority(0);
   try {
@@ -162,54 +117,19 @@ TEST(PavaneThread, JoinAbsorbsInterruptionsAndPriorityErrorsFollowTheThreadsLife
     EXPECT_EQ(error.module().string(), "Thread");
     EXPECT_EQ(error.level(), BaseError::SeverityWarning);
   }
-  std::atomic<plat::DWORD> joinerId{0};
-  std::atomic<bool> joined{false};
-  std::thread joiner([&] {
-    joinerId = plat::GetCurrentThreadId();
-    thread->join(nullptr);
-    joined = true;
-  });
-  await([&] { return joinerId != 0 && plat::blockedInThreadLibrary(joinerId); });
-  plat::interruptThread(joinerId, 3);
-  await([&] {
-    return plat::pendingInterruptions(joinerId) == 0 && plat::blockedInThreadLibrary(joinerId);
-  });
-  EXPECT_FALSE(joined);
+  plat::DWORD joinerId = 0;
+  auto joiner = startBlocked([&] { thread->join(nullptr); }, &joinerId);
+  interruptBlocked(joinerId, 3);
+  EXPECT_EQ(joiner.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
   open.set_value();
-  joiner.join();
+  finish("a join", [&] { joiner.get(); });
   EXPECT_FALSE(thread->isAlive());
   EXPECT_THROW(thread->set_priority(0), plat::JTCIllegalThreadStateException);
-}
-
-// Two threads hand a turn back and forth many times under one mutex with two conditions: a
-// wake-up lost between a test and its wait fails the test.
-TEST(PavaneCondition, HandOffLosesNoWakeUp) {
-  PavaneMutex mutex;
-  PavaneCondition pingReady(&mutex);
-  PavaneCondition pongReady(&mutex);
-  int turn = 0;
-  constexpr int rounds = 20000;
-  std::thread pong([&] {
-    for (int i = 0; i < rounds; ++i) {
-      PavaneSynchronized guard(mutex);
-      while (turn != 1) {
-        pongReady.wait();
-      }
-      turn = 0;
-      pingReady.signal();
-    }
-  });
-  finish("a hand-off", [&] {
-    for (int i = 0; i < rounds; ++i) {
-      PavaneSynchronized guard(mutex);
-      turn = 1;
-      pongReady.signal();
-      while (turn != 0) {
-        pingReady.wait();
-      }
-    }
-    pong.join();
-  });
+  EXPECT_EQ(thread->run_undetached(), values + 1);
+  plat::JTCHandleT<MarlowBody> marlow(new MarlowBody(values));
+  marlow->start();
+  marlow->join();
+  EXPECT_EQ(values[0], 42);
 }
 
 // A signal wakes the longest waiter alone: at once, or, when the signaller holds the mutex, as
@@ -248,11 +168,7 @@ TEST(PavaneCondition, SignalWakesOneWaiterInTurnAndBroadcastTheRest) {
     condition.signal();
   }
   await([&] { return wokenCount() == 4; });
-  EXPECT_TRUE(plat::blockedInThreadLibrary(ids[4]));
-  plat::interruptThread(ids[4], 2);
-  await([&] {
-    return plat::pendingInterruptions(ids[4]) == 0 && plat::blockedInThreadLibrary(ids[4]);
-  });
+  interruptBlocked(ids[4], 2);
   EXPECT_EQ(wokenCount(), 4u);
   condition.broadcast();
   finish("a waiter", [&] {
@@ -265,26 +181,26 @@ TEST(PavaneCondition, SignalWakesOneWaiterInTurnAndBroadcastTheRest) {
   EXPECT_EQ(woken, (std::vector<int>{0, 1, 2, 3, 4}));
 }
 
-// An interruption late in a timed wait starts the time again: the wait ends no earlier than a
-// whole time-out after the interruption. A wait that returned on the interruption, or kept
-// its first deadline, would end sooner.
+// An interruption of a timed wait starts the time again: the wait ends no earlier than a whole
+// time-out after the interruption. A wait that returned on the interruption, or kept its
+// first deadline, would end sooner.
 TEST(PavaneCondition, InterruptedTimedWaitStartsItsTimeAgain) {
-  constexpr plat::LONG timeout = 300;
+  constexpr plat::LONG timeout = 500;
   PavaneMutex mutex;
   PavaneCondition condition(&mutex);
-  std::atomic<plat::DWORD> waiterId{0};
   std::chrono::steady_clock::time_point returned;
-  std::thread waiter([&] {
-    PavaneSynchronized guard(mutex);
-    waiterId = plat::GetCurrentThreadId();
-    condition.wait(timeout);
-    returned = std::chrono::steady_clock::now();
-  });
-  await([&] { return waiterId != 0 && plat::blockedInThreadLibrary(waiterId); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(timeout * 2 / 3));
+  plat::DWORD waiterId = 0;
+  auto waiter = startBlocked(
+      [&] {
+        PavaneSynchronized guard(mutex);
+        condition.wait(timeout);
+        returned = std::chrono::steady_clock::now();
+      },
+      &waiterId);
+  std::this_thread::sleep_for(std::chrono::milliseconds(timeout / 10));
   const auto interrupted = std::chrono::steady_clock::now();
   plat::interruptThread(waiterId);
-  waiter.join();
+  finish("a timed wait", [&] { waiter.get(); });
   EXPECT_EQ(plat::pendingInterruptions(waiterId), 0u);
   EXPECT_GE(returned - interrupted, std::chrono::milliseconds(timeout));
 }
@@ -295,12 +211,11 @@ TEST(PavaneCondition, OtherFailuresOfTheWaitLeaveBothLocksFree) {
   PavaneCondition condition(&mutex);
   plat::EnterCriticalSection(mutex.criticalSection());
   EXPECT_THROW(condition.wait(-1), plat::JTCIllegalArgumentException);
-  EXPECT_TRUE(freeForOthers(mutex));
-  EXPECT_TRUE(std::async(std::launch::async, [&] {
-                const bool taken = condition.lock(true);
-                condition.unlock();
-                return taken;
-              }).get());
+  finish("a thread taking both locks", [&] {
+    PavaneSynchronized guard(mutex);
+    EXPECT_TRUE(condition.lock(true));
+    condition.unlock();
+  });
 }
 
 } // namespace

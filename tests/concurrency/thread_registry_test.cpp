@@ -9,16 +9,6 @@ namespace {
 
 using basalt::ThreadRegistry;
 
-// Runs body on a thread of its own and gives back that thread's id.
-template <class Body> std::uint32_t onOtherThread(ThreadRegistry& registry, Body body) {
-  std::uint32_t id = 0;
-  std::thread([&] {
-    id = registry.getThisId();
-    body();
-  }).join();
-  return id;
-}
-
 TEST(ThreadRegistry, DepthCountsNestedCallsAndRecordsOutliveDepthZero) {
   ThreadRegistry registry;
   int context = 0;
@@ -60,10 +50,11 @@ TEST(ThreadRegistry, OnlyTheFirstNoviThreadIsKeptApart) {
   EXPECT_EQ(registry.depth(), 1u);
   EXPECT_EQ(registry.getThisThreadNovi(), 0);
 
-  const std::uint32_t other = onOtherThread(registry, [&] {
+  std::uint32_t other = 0;
+  std::thread([&] {
+    other = registry.registerNOVIThread();
     registry.registerNOVIThread();
-    registry.registerNOVIThread();
-  });
+  }).join();
   EXPECT_EQ(registry.depth(other), 2u);
   registry.unregisterLUMAThread(other); // a plain record goes altogether
   EXPECT_EQ(registry.depth(other), 0u);

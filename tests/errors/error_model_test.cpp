@@ -16,7 +16,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <typeinfo>
 #include <vector>
 
 namespace {
@@ -100,10 +99,6 @@ constexpr auto severityError = AnyError::SeverityError;
 constexpr auto completedDefault = AnyError::CompletedDefault;
 const char* const tree = "1['file.txt',2['x',3['deep']],#9]";
 
-std::string textOf(const unsigned short* text) {
-  return text == nullptr ? "null" : KELPString(text).string();
-}
-
 void addText(BaseError& target, const char* text) {
   target.addInsert(KELPString(text).c_str());
 }
@@ -139,7 +134,7 @@ TEST(BaseError, InsertTextsKeepTheNumberingOfTheMessage) {
   const std::vector<const unsigned short*> texts = basalt::insertTexts(target, &log);
   std::string joined;
   for (std::size_t i = 0; i < texts.size(); ++i) {
-    joined += textOf(texts[i]) + "|";
+    joined += (texts[i] == nullptr ? "null" : KELPString(texts[i]).string()) + "|";
     EXPECT_EQ(texts[i], target.getInsert(static_cast<int>(i))->getText(&log)) << i;
   }
   // No message has words here, so the nested error gives an empty text.
@@ -243,7 +238,6 @@ TEST(ErrorInfo, StoresItsOwnCopyUntilReplacedOrClearedAndCopiesOwnTheirOwn) {
   EXPECT_EQ(stored(*component), "empty");
   component->open(1); // the error passed in is gone when open returns
   EXPECT_EQ(stored(*component), tree);
-  EXPECT_EQ(typeid(*component->GetLastError()), typeid(BaseError));
   EXPECT_EQ(component->clears, 1); // through the override
 
   Component copy(*component);
@@ -258,9 +252,6 @@ TEST(ErrorInfo, StoresItsOwnCopyUntilReplacedOrClearedAndCopiesOwnTheirOwn) {
   component->open(3);
   component->SetLastError(component->GetLastError());
   EXPECT_EQ(stored(*component), "3['file.txt',2['x',3['deep']],#9]");
-  component->ClearLastError();
-  EXPECT_EQ(stored(*component), "empty");
-  component->open(4);
   component->SetLastError(nullptr);
   EXPECT_EQ(stored(*component), "empty");
   component.reset();

@@ -26,7 +26,15 @@ TEST(LogConfiguration, ThresholdsMapAndComponentsReplaceTheirModulesExactlyByNam
   for (const char* number : {"0", "1", "2", "3", "4", "5", "6", "9", "a", "b", "ffffffff"}) {
     body += module(std::string("M") + number, verbosity(number));
   }
-  sandbox.configure(body + module("SUPPORT", verbosity("5")) +
+  // The tables compare the first four units as one word: names that share them, names shorter
+  // than four and units above 0x7FFF must still sort and match unit by unit.
+  const char* const names[] = {
+      "Synchronization", "Synchronisation", "Syn", "Sync\uFF21", "Sync", "Synchron", "S", "\uFF21"};
+  for (int i = 0; i < 8; ++i) {
+    body += module(std::string("Names\\Components\\") + names[i],
+                   verbosity(std::to_string(std::min(i, 5)).c_str()));
+  }
+  sandbox.configure(body + module("Names", verbosity("a")) + module("SUPPORT", verbosity("5")) +
                     module("SUPPORT\\Components\\Quiet", verbosity("0")) +
                     module("SUPPORT\\Components\\Loud", verbosity("a")) +
                     module("SUPPORT\\Components\\Bare", "") +
@@ -41,10 +49,11 @@ TEST(LogConfiguration, ThresholdsMapAndComponentsReplaceTheirModulesExactlyByNam
       tables += "/" + narrow(component->name) + "=" + std::to_string(component->verbosity) + " ";
     }
   }
-  EXPECT_EQ(tables, "M0=0 M1=1 M2=2 M3=3 M4=4 M5=5 M6=5 M9=5 Ma=6 Mb=5 Mffffffff=5 SUPPORT=5 "
-                    "/Loud=6 /Quiet=0 Silent=0 /Only=3 Text=0 ");
+  EXPECT_EQ(tables, "M0=0 M1=1 M2=2 M3=3 M4=4 M5=5 M6=5 M9=5 Ma=6 Mb=5 Mffffffff=5 Names=6 "
+                    "/S=5 /Syn=2 /Sync=4 /Synchron=5 /Synchronisation=1 /Synchronization=0 "
+                    "/Sync\uFF21=3 /\uFF21=5 SUPPORT=5 /Loud=6 /Quiet=0 Silent=0 /Only=3 Text=0 ");
   EXPECT_EQ(impl.maxVerbosity, CoreLog::VerbosityAll);
-  const auto threshold = [&](const char* name, const char* component) {
+  const auto threshold = [&](const KELPString& name, const KELPString& component) {
     return static_cast<int>(*impl.getVerbosity(name, component));
   };
   EXPECT_EQ(threshold("SUPPORT", "Quiet"), 0);
@@ -57,6 +66,13 @@ TEST(LogConfiguration, ThresholdsMapAndComponentsReplaceTheirModulesExactlyByNam
   EXPECT_EQ(threshold("SUPPORTS", ""), 0);
   EXPECT_EQ(threshold("Mfffffff", ""), 0);
   EXPECT_EQ(threshold("Mffffffff", ""), 5);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(threshold("Names", wide(names[i]).c_str()), i) << names[i];
+  }
+  for (const char* absent :
+       {"Synchronizatio", "Synchronizations", "SynchroniZation", "Sy", "SyncC", ""}) {
+    EXPECT_EQ(threshold("Names", absent), 6) << absent;
+  }
   // A text where a number belongs is told in the event log.
   const auto events = sandbox.registry.events();
   ASSERT_EQ(events.size(), 4u); // Text's Verbosity, Location, where the libraries are, LogFile
@@ -122,41 +138,6 @@ TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryAndOnlyYesOverwrit
     const auto lines = sandbox.lines(c.path);
     ASSERT_EQ(lines.size(), c.kept ? 2u : 1u);
     EXPECT_EQ(lines[0] == "old line", c.kept);
-  }
-}
-
-// The tables compare the first four units as one word: names that share them, names shorter
-// than four, units above 0x7FFF and a repeated name must still sort and match unit by unit.
-TEST(LogConfiguration, NameTablesOrderAndMatchByCodeUnitBeyondTheFirstFour) {
-  const std::vector<std::u16string> names = {
-      u"Synchronization", u"Sync",       u"Synchron", u"Syn",   u"S", u"Synchronisation",
-      u"\uFF21",          u"Sync\uFF21", u"Syncb",    u"SyncB", u"",  u"Sync"};
-  basalt::LogApp app(KELPString("M"));
-  app.verbosity = CoreLog::VerbosityWarning;
-  int verbosity = 0;
-  for (const std::u16string& name : names) {
-    const KELPString text(reinterpret_cast<const unsigned short*>(name.c_str()));
-    app.addComponent(text, static_cast<CoreLog::VerbosityType>(verbosity++ % 6));
-  }
-  std::vector<std::u16string> order;
-  for (const basalt::LogModule* component : app.components) {
-    order.emplace_back(reinterpret_cast<const char16_t*>(component->name.c_str()));
-  }
-  std::vector<std::u16string> expected = names;
-  std::sort(expected.begin(), expected.end());
-  EXPECT_EQ(order, expected);
-  const auto threshold = [&](const std::u16string& name) {
-    return static_cast<int>(
-        *app.findComponent(KELPString(reinterpret_cast<const unsigned short*>(name.c_str()))));
-  };
-  EXPECT_EQ(threshold(u"Synchronization"), 0);
-  EXPECT_EQ(threshold(u"Synchronisation"), 5);
-  EXPECT_EQ(threshold(u"Syn"), 3);
-  EXPECT_EQ(threshold(u""), 4);
-  EXPECT_EQ(threshold(u"Sync\uFF21"), 1);
-  EXPECT_EQ(threshold(u"Sync"), 5); // the later one stands in front of the earlier
-  for (const std::u16string& absent : {u"Synchronizatio", u"Synchronizations", u"Sy", u"SyncC"}) {
-    EXPECT_EQ(threshold(absent), CoreLog::VerbosityWarning) << absent.size();
   }
 }
 
