@@ -5,7 +5,8 @@
 //   crash_probe <fault> <where> [times]
 //
 // fault: null-write, indirect-write, divide, illegal, null-call, raise, locals (-O0 code with
-// variables), registers (-O2 code), and optimised, comparator, memcpy (optimised_faults.h).
+// variables), registers (-O2 code), optimised, comparator, memcpy (optimised_faults.h), and
+// frame-pointers (below a frame without unwind tables).
 // where: main (the loading thread), busy (the loading thread while a translation is under way),
 // attached (a new thread that runs the entry point's thread attach), plain (a new thread that
 // doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught. With
@@ -30,6 +31,9 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+// Built without unwind tables (see CMakeLists.txt): only its frame pointer leads out of it.
+extern "C" void callWithoutUnwindTables(void (*function)(void*), void* argument);
+
 namespace probe {
 
 // Sanitizers would report these faults themselves before the processor raises them.
@@ -52,6 +56,11 @@ PROBE_FAULT void executeIllegalInstruction() {
 PROBE_FAULT void callThroughNull(void (*volatile function)()) {
   function(); // NOLINT(clang-analyzer-core.CallAndMessage): the fault is the point
   asm volatile("");
+}
+
+PROBE_FAULT void writeThroughArgument(void* target) {
+  volatile int* const pointer = static_cast<volatile int*>(target);
+  *pointer = 1; // NOLINT(clang-analyzer-core.NullDereference): the fault is the point
 }
 
 PROBE_FAULT void raiseSignal() {
@@ -85,6 +94,8 @@ __attribute__((noinline)) void faultBelow(const std::string& kind) {
     sortWithFaultingComparison();
   } else if (kind == "memcpy") {
     copyIntoNowhere();
+  } else if (kind == "frame-pointers") {
+    callWithoutUnwindTables(writeThroughArgument, nullptr);
   }
   asm volatile("");
 }

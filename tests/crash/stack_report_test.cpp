@@ -38,7 +38,8 @@ protected:
   basalt::test::EnvironmentVariable tmpdir{"TMPDIR", temp.path().c_str()};
 };
 
-TEST_F(StackReportTest, ReportsAppendAndTheSameContextIsReportedOnce) {
+// From a context captured here rather than a fault's: the frames are those of the capture.
+TEST_F(StackReportTest, TheSameContextIsReportedOnce) {
   static plat::CONTEXT first{};
   static plat::CONTEXT second{};
   reportFromCaller(first);
@@ -46,20 +47,9 @@ TEST_F(StackReportTest, ReportsAppendAndTheSameContextIsReportedOnce) {
   EXPECT_EQ(countOf(report(), "Start of Stack Dump"), 1U);
   reportFromCaller(second);
   const std::string text = report();
-  ASSERT_EQ(countOf(text, "Start of Stack Dump"), 2U) << text;
-
-  // The second report starts right after the first one's trailer, with its own rule.
-  EXPECT_NE(text.find("_____________________________________________\n\n\n\n\n\n\n\n "
-                      "_____________________________________________\n\n            Start"),
-            std::string::npos);
-  EXPECT_EQ(countOf(text, "\n       Symbol:  (anonymous namespace)::reportFromHere  +"), 2U);
-  const std::size_t callee = text.find("::reportFromHere  +");
-  const std::size_t caller =
-      text.find("       Symbol:  (anonymous namespace)::reportFromCaller  +");
-  EXPECT_LT(callee, caller);
-  EXPECT_NE(text.find("  Declaration:  (anonymous namespace)::reportFromHere("
-                      "basalt::platform::CONTEXT&)\n"),
-            std::string::npos);
+  EXPECT_EQ(countOf(text, "Start of Stack Dump"), 2U) << text;
+  EXPECT_LT(text.find("Symbol:  (anonymous namespace)::reportFromHere  +"),
+            text.find("Symbol:  (anonymous namespace)::reportFromCaller  +"));
 }
 
 TEST_F(StackReportTest, AContextWithNoStackGivesOneFrameAndTheTrailer) {
