@@ -5,7 +5,7 @@
 //   crash_probe <fault> <where> [times]
 //
 // fault: null-write, indirect-write, divide, illegal, null-call, raise, locals (-O0 code with
-// variables), registers (-O2 code), optimised, comparator, memcpy (optimised_faults.h), and
+// variables), registers (-O2 code), optimised, comparator, memcpy (crash_probe_faults.h), and
 // frame-pointers (below a frame without unwind tables).
 // where: main (the loading thread), busy (the loading thread while a translation is under way),
 // attached (a new thread that runs the entry point's thread attach), plain (a new thread that
@@ -18,8 +18,7 @@
 #include "basalt/errors/any_error.h"
 #include "basalt/frame/library_entry.h"
 #include "basalt/text/kelp_string.h"
-#include "tests/crash/crash_probe_values.h"
-#include "tests/crash/optimised_faults.h"
+#include "tests/crash/crash_probe_faults.h"
 
 #include <csignal>
 #include <cstdint>
