@@ -25,6 +25,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <thread>
 #include <ucontext.h>
@@ -57,17 +58,23 @@ PROBE_FAULT void callThroughNull(void (*volatile function)()) {
   asm volatile("");
 }
 
-PROBE_FAULT void writeThroughArgument(void* target) {
-  volatile int* const pointer = static_cast<volatile int*>(target);
-  *pointer = 1; // NOLINT(clang-analyzer-core.NullDereference): the fault is the point
-}
-
 PROBE_FAULT void raiseSignal() {
   std::raise(SIGSEGV);
 }
 
 // Through a pointer, so that the call gives the walk no target to check.
 void (*volatile indirectWrite)(volatile int*) = writeThroughNull;
+
+// An exception can't unwind through a frame without unwind tables: the fault's is caught below
+// that frame, to be thrown again above it. Through a pointer, so that no compiler takes the
+// call for one that can't throw.
+__attribute__((noinline)) void catchBelowFramePointers(void* caught) {
+  try {
+    indirectWrite(nullptr);
+  } catch (...) {
+    *static_cast<std::exception_ptr*>(caught) = std::current_exception();
+  }
+}
 
 // Two frames between the catch and the fault, kept from being folded away.
 __attribute__((noinline)) void faultBelow(const std::string& kind) {
@@ -94,7 +101,9 @@ __attribute__((noinline)) void faultBelow(const std::string& kind) {
   } else if (kind == "memcpy") {
     copyIntoNowhere();
   } else if (kind == "frame-pointers") {
-    callWithoutUnwindTables(writeThroughArgument, nullptr);
+    std::exception_ptr caught;
+    callWithoutUnwindTables(catchBelowFramePointers, &caught);
+    std::rethrow_exception(caught);
   }
   asm volatile("");
 }

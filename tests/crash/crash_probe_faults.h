@@ -6,8 +6,6 @@
 
 namespace probe {
 
-extern int gProbeCount;
-
 // -O0: a local of every kind, called by a function with a local of its own.
 void callWithLocals(volatile int* target);
 // -O2: a local kept in the frame, the rest in registers.

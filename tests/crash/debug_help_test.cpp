@@ -68,9 +68,16 @@ plat::BOOL listOne(const char* /*name*/, plat::DWORD64 /*base*/, void* context) 
   return plat::FALSE;
 }
 
+plat::BOOL readNothing(plat::HANDLE, plat::DWORD64, void*, plat::DWORD, plat::DWORD* read) {
+  *read = 0;
+  return plat::FALSE;
+}
+
 // What the report never asks: undecorated names (it asks for decorated ones), a module loaded
-// after the session began, an enumeration that the callback stops; and the results of failed
-// look-ups, of which the report passes over ERROR_INVALID_ADDRESS.
+// after the session began, an enumeration that the callback stops, a walk for another machine
+// (which doesn't start) or through a reader of its own (here one that reads nothing, so that
+// only the first frame is known); and the results of failed look-ups, of which the report
+// passes over ERROR_INVALID_ADDRESS.
 TEST_F(SymbolSession, AnswersWhatTheReportNeverAsksAndSaysWhyALookUpFails) {
   const auto address = reinterpret_cast<plat::DWORD64>(&debugHelpProbeTarget);
   std::vector<unsigned char> block(sizeof(plat::IMAGEHLP_SYMBOL) + 256);
@@ -93,6 +100,20 @@ TEST_F(SymbolSession, AnswersWhatTheReportNeverAsksAndSaysWhyALookUpFails) {
   int listed = 0;
   ASSERT_TRUE(plat::SymEnumerateModules(process, listOne, &listed));
   EXPECT_EQ(listed, 1);
+  plat::CONTEXT context{};
+  plat::RtlCaptureContext(&context);
+  plat::STACKFRAME frame{};
+  frame.AddrPC = {context.Rip, 0, plat::AddrModeFlat};
+  frame.AddrFrame = {context.Rbp, 0, plat::AddrModeFlat};
+  frame.AddrStack = {context.Rsp, 0, plat::AddrModeFlat};
+  const auto step = [&](plat::DWORD machine) {
+    return plat::StackWalk(machine, process, plat::GetCurrentThread(), &frame, &context,
+                           readNothing, plat::SymFunctionTableAccess, plat::SymGetModuleBase,
+                           nullptr);
+  };
+  EXPECT_FALSE(step(0x14C));
+  EXPECT_TRUE(step(plat::IMAGE_FILE_MACHINE_AMD64));
+  EXPECT_FALSE(step(plat::IMAGE_FILE_MACHINE_AMD64));
 
   EXPECT_FALSE(plat::SymEnumerateModules(process, nullptr, nullptr));
   EXPECT_FALSE(plat::SymGetSymFromAddr(process, 16, &displacement, symbol));
@@ -118,30 +139,6 @@ TEST(SymbolHandling, NeedsTheCurrentProcessAnInitialisedSessionAndExactNames) {
   EXPECT_FALSE(plat::SymCleanup(plat::GetCurrentProcess()));
   int listed = 0;
   EXPECT_FALSE(plat::SymEnumerateModules(plat::GetCurrentProcess(), listOne, &listed));
-}
-
-plat::BOOL readNothing(plat::HANDLE, plat::DWORD64, void*, plat::DWORD, plat::DWORD* read) {
-  *read = 0;
-  return plat::FALSE;
-}
-
-// The report walks its own machine's frames with no reader of its own. A walk for another
-// machine doesn't start; through a reader that can read nothing, only the first frame is known.
-TEST_F(SymbolSession, AWalkGoesAsFarAsItsMachineAndItsReaderLetIt) {
-  plat::CONTEXT context{};
-  plat::RtlCaptureContext(&context);
-  plat::STACKFRAME frame{};
-  frame.AddrPC = {context.Rip, 0, plat::AddrModeFlat};
-  frame.AddrFrame = {context.Rbp, 0, plat::AddrModeFlat};
-  frame.AddrStack = {context.Rsp, 0, plat::AddrModeFlat};
-  const auto step = [&](plat::DWORD machine) {
-    return plat::StackWalk(machine, process, plat::GetCurrentThread(), &frame, &context,
-                           readNothing, plat::SymFunctionTableAccess, plat::SymGetModuleBase,
-                           nullptr);
-  };
-  EXPECT_FALSE(step(0x14C));
-  EXPECT_TRUE(step(plat::IMAGE_FILE_MACHINE_AMD64));
-  EXPECT_FALSE(step(plat::IMAGE_FILE_MACHINE_AMD64));
 }
 
 // The report's reader maps PE images by name and quietly passes over anything else.
