@@ -5,7 +5,8 @@
 //   crash_probe <fault> <where> [times]
 //
 // fault: null-write, indirect-write, divide, illegal, null-call, raise, locals (-O0 code with
-// variables), registers (-O2 code), and optimised, comparator, memcpy (optimised_faults.h).
+// variables), registers (-O2 code), optimised, comparator, memcpy (crash_probe_faults.h), and
+// frame-pointers (below a frame without unwind tables).
 // where: main (the loading thread), busy (the loading thread while a translation is under way),
 // attached (a new thread that runs the entry point's thread attach), plain (a new thread that
 // doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught. With
@@ -17,18 +18,21 @@
 #include "basalt/errors/any_error.h"
 #include "basalt/frame/library_entry.h"
 #include "basalt/text/kelp_string.h"
-#include "tests/crash/crash_probe_values.h"
-#include "tests/crash/optimised_faults.h"
+#include "tests/crash/crash_probe_faults.h"
 
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <thread>
 #include <ucontext.h>
 #include <unistd.h>
+
+// Built without unwind tables (see CMakeLists.txt): only its frame pointer leads out of it.
+extern "C" void callWithoutUnwindTables(void (*function)(void*), void* argument);
 
 namespace probe {
 
@@ -61,6 +65,17 @@ PROBE_FAULT void raiseSignal() {
 // Through a pointer, so that the call gives the walk no target to check.
 void (*volatile indirectWrite)(volatile int*) = writeThroughNull;
 
+// An exception can't unwind through a frame without unwind tables: the fault's is caught below
+// that frame, to be thrown again above it. Through a pointer, so that no compiler takes the
+// call for one that can't throw.
+__attribute__((noinline)) void catchBelowFramePointers(void* caught) {
+  try {
+    indirectWrite(nullptr);
+  } catch (...) {
+    *static_cast<std::exception_ptr*>(caught) = std::current_exception();
+  }
+}
+
 // Two frames between the catch and the fault, kept from being folded away.
 __attribute__((noinline)) void faultBelow(const std::string& kind) {
   if (kind == "null-write") {
@@ -85,6 +100,10 @@ __attribute__((noinline)) void faultBelow(const std::string& kind) {
     sortWithFaultingComparison();
   } else if (kind == "memcpy") {
     copyIntoNowhere();
+  } else if (kind == "frame-pointers") {
+    std::exception_ptr caught;
+    callWithoutUnwindTables(catchBelowFramePointers, &caught);
+    std::rethrow_exception(caught);
   }
   asm volatile("");
 }

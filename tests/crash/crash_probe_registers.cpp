@@ -1,7 +1,7 @@
 // The probe's optimised function, compiled with -O2 -g and without a frame pointer: most of
 // its variables live in registers only.
 
-#include "tests/crash/crash_probe_values.h"
+#include "tests/crash/crash_probe_faults.h"
 
 namespace probe {
 

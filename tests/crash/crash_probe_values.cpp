@@ -1,7 +1,7 @@
 // The probe's functions whose variables the report shows, compiled with -O0 -g: every local
 // lives in the frame.
 
-#include "tests/crash/crash_probe_values.h"
+#include "tests/crash/crash_probe_faults.h"
 
 namespace probe {
 namespace {

@@ -1,6 +1,7 @@
-// Real faults in a child process, with the trace switch on and off.
+// Crash reports: of real faults in a child process, with the trace switch on and off, and of
+// contexts made on purpose in this process.
 
-#include "tests/crash/report_text.h"
+#include "basalt/crash/stack_report.h"
 #include "tests/support/child_process.h"
 #include "tests/support/registry_sandbox.h"
 #include "tests/support/scratch_directory.h"
@@ -12,36 +13,64 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
 
+namespace plat = basalt::platform;
 using basalt::test::ChildResult;
-using basalt::test::countOf;
-using basalt::test::reportTrailer;
 
 const char* const caughtLine =
     "caught 0xC2011F00 StructuredException \"Structured Exception - stack will be traced\" 3\n";
 const char* const reportStart = "\n\n\n _____________________________________________\n\n"
                                 "            Start of Stack Dump\n";
-// The reports in the file, each from its opening line feeds to its trailer.
-std::vector<std::string> splitReports(const std::string& file) {
-  std::vector<std::string> reports;
-  for (std::size_t at = file.find(reportStart); at != std::string::npos;) {
-    const std::size_t next = file.find(reportStart, at + 1);
-    reports.push_back(file.substr(at, next == std::string::npos ? next : next - at));
+// The last two lines of every report.
+const char* const reportTrailer = " \n_____________________________________________ \n"
+                                  "_____________________________________________\n\n\n\n\n";
+
+// The parts of text that begin with marker, each up to the next one.
+std::vector<std::string> partsFrom(const std::string& text, const std::string& marker) {
+  std::vector<std::string> parts;
+  for (std::size_t at = text.find(marker); at != std::string::npos;) {
+    const std::size_t next = text.find(marker, at + 1);
+    parts.push_back(text.substr(at, next == std::string::npos ? next : next - at));
     at = next;
   }
-  return reports;
+  return parts;
+}
+
+// The reports in the file, each from its opening line feeds to its trailer.
+std::vector<std::string> splitReports(const std::string& file) {
+  return partsFrom(file, reportStart);
+}
+
+// The symbol of each frame of a report, in order; empty for a frame without one.
+std::vector<std::string> frameSymbols(const std::string& report) {
+  std::vector<std::string> symbols;
+  const std::string symbol = "\n       Symbol:  ";
+  for (const std::string& frame : partsFrom(report, "\nFrame FV IP")) {
+    const std::size_t name = frame.find(symbol);
+    const std::size_t start = name + symbol.size();
+    symbols.push_back(
+        name == std::string::npos ? "" : frame.substr(start, frame.find("  +", start) - start));
+  }
+  return symbols;
+}
+
+// Whether the report's first frames have these symbols.
+bool startsWith(const std::string& report, const std::vector<std::string>& chain) {
+  const std::vector<std::string> symbols = frameSymbols(report);
+  return symbols.size() >= chain.size() && std::equal(chain.begin(), chain.end(), symbols.begin());
 }
 
 class CrashReportTest : public ::testing::Test {
 protected:
-  void setDoTrace(const std::string& value) {
+  void setDoTrace(const std::string& value, const std::string& name = "DoTrace") {
     registry.write("trace.reg", "Windows Registry Editor Version 5.00\n\n"
                                 "[HKEY_LOCAL_MACHINE\\Software\\Corvane Holdings\\10.0\\TRELL(o)\\"
-                                "Trace]\n\"DoTrace\"=" +
-                                    value + "\n");
+                                "Trace]\n\"" +
+                                    name + "\"=" + value + "\n");
     registry.useSources("trace.reg");
   }
 
@@ -50,8 +79,7 @@ protected:
   ChildResult probe(const std::string& fault, const std::string& where,
                     const std::string& times = "1", const std::string& extra = "") const {
     const std::string standAside = "handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0";
-    std::vector<std::string> environment = {"TMPDIR=" + temp.path().string(),
-                                            "ASAN_OPTIONS=" + standAside,
+    std::vector<std::string> environment = {"ASAN_OPTIONS=" + standAside,
                                             "TSAN_OPTIONS=" + standAside};
     if (!extra.empty()) {
       environment.push_back(extra);
@@ -63,6 +91,8 @@ protected:
 
   basalt::testing::RegistrySandbox registry;
   basalt::test::ScratchDirectory temp;
+  // Where this process's reports go, and its children's.
+  basalt::test::EnvironmentVariable tmpdir{"TMPDIR", temp.path().c_str()};
 };
 
 TEST_F(CrashReportTest, FaultsBecomeAnyErrorsAndAppendReportsThatNameTheFaultingFunction) {
@@ -94,24 +124,16 @@ TEST_F(CrashReportTest, FaultsBecomeAnyErrorsAndAppendReportsThatNameTheFaulting
     EXPECT_NE(text.find("\t\t\t\t: Stack = stack pointer\n\n\nNote: a simple type-checking"),
               std::string::npos);
     // All frames down to main lie in the probe: one module block for them.
-    EXPECT_EQ(countOf(text.substr(0, text.find("Symbol:  main  +")), "Module:  crash_probe["), 1U);
+    EXPECT_EQ(
+        partsFrom(text.substr(0, text.find("Symbol:  main  +")), "Module:  crash_probe[").size(),
+        1U);
     EXPECT_NE(text.find("         Symbol type:  COFF\n"), std::string::npos);
     // Frame 0 is the faulting function, then its callers in order.
-    const std::size_t frame0 = text.find("\n    0 -- 0x");
-    const std::size_t faulting = text.find("       Symbol:  " + name + "  +");
-    const std::size_t caller = text.find("       Symbol:  probe::faultBelow  +");
-    const std::size_t outer = text.find("       Symbol:  probe::faultTwice  +");
-    ASSERT_NE(frame0, std::string::npos);
-    EXPECT_TRUE(frame0 < faulting && faulting < text.find("\n    1 -- 0x") && faulting < caller &&
-                caller < outer);
+    EXPECT_TRUE(startsWith(text, {name, "probe::faultBelow", "probe::faultTwice"}));
     EXPECT_NE(text.find("  Declaration:  probe::" + declaration + "\n"), std::string::npos);
     EXPECT_NE(text.find("    Decorated:  _ZN5probe"), std::string::npos);
     // The heading repeats for every frame.
-    const std::regex frameLine("\n {0,4}\\d+ -- 0x");
-    EXPECT_EQ(
-        countOf(text, "\nFrame FV IP"),
-        static_cast<std::size_t>(std::distance(
-            std::sregex_iterator(text.begin(), text.end(), frameLine), std::sregex_iterator())));
+    EXPECT_EQ(frameSymbols(text).size(), partsFrom(text, " -- 0x").size());
     EXPECT_EQ(text.substr(text.size() - std::strlen(reportTrailer)), reportTrailer);
   }
 }
@@ -165,16 +187,15 @@ TEST_F(CrashReportTest, FramesShowTheVariablesOfTheirDebugInformation) {
       << reports[1];
 }
 
+// Off: 0, a value of another type, or no DoTrace value.
 TEST_F(CrashReportTest, WithoutTheSwitchTheProcessDiesOfTheFault) {
-  for (const std::string value : {"", "dword:00000000", "\"1\""}) {
-    if (value.empty()) {
-      registry.useSources("");
-    } else {
-      setDoTrace(value);
-    }
+  const std::pair<const char*, const char*> switches[] = {
+      {"DoTrace", "dword:00000000"}, {"DoTrace", "\"1\""}, {"Other", "dword:00000001"}};
+  for (const auto& [name, value] : switches) {
+    setDoTrace(value, name);
     for (const std::string fault : {"null-write", "divide", "illegal"}) {
       const ChildResult result = probe(fault, "main");
-      EXPECT_EQ(result.exitCode, -1) << value << " " << fault << ": " << result.output;
+      EXPECT_EQ(result.exitCode, -1) << name << value << " " << fault << ": " << result.output;
       EXPECT_EQ(result.output.find("caught"), std::string::npos) << result.output;
     }
   }
@@ -198,60 +219,48 @@ TEST_F(CrashReportTest, FaultsOnAttachedThreadsAreTranslated) {
 // while a translation is under way.
 TEST_F(CrashReportTest, FaultsOnOtherThreadsAreReportedThenEndTheProcess) {
   setDoTrace("dword:00000001");
-  const ChildResult raised = probe("raise", "main");
-  EXPECT_EQ(raised.signal, SIGSEGV) << raised.output;
-  EXPECT_FALSE(std::filesystem::exists(temp.path() / "LowmarshTrace.log"));
-  const ChildResult plain = probe("null-write", "plain");
-  EXPECT_EQ(plain.signal, SIGSEGV) << plain.output;
-  EXPECT_EQ(plain.output, "");
-  const ChildResult previous = probe("null-write", "plain", "1", "PROBE_PREVIOUS_HANDLER=1");
-  EXPECT_EQ(previous.signal, SIGSEGV) << previous.output;
-  EXPECT_EQ(previous.output, "previous handler at the fault\n");
-  // A translator that leaves the fault be: back at the fault, untranslated and unreported.
-  const ChildResult busy = probe("null-write", "busy", "1", "PROBE_PREVIOUS_HANDLER=1");
-  EXPECT_EQ(busy.signal, SIGSEGV) << busy.output;
-  EXPECT_EQ(busy.output, "previous handler at the fault\n");
-  const std::vector<std::string> reports = splitReports(report());
-  ASSERT_EQ(reports.size(), 2U) << report();
-  for (const std::string& text : reports) {
+  // fault, where, environment, output, reports so far
+  const std::tuple<const char*, const char*, std::string, std::string, std::size_t> runs[] = {
+      {"raise", "main", "", "", 0},
+      {"null-write", "plain", "", "", 1},
+      {"null-write", "plain", "PROBE_PREVIOUS_HANDLER=1", "previous handler at the fault\n", 2},
+      // A translator that leaves the fault be: back at the fault, untranslated and unreported.
+      {"null-write", "busy", "PROBE_PREVIOUS_HANDLER=1", "previous handler at the fault\n", 2}};
+  for (const auto& [fault, where, environment, output, reports] : runs) {
+    const ChildResult result = probe(fault, where, "1", environment);
+    EXPECT_EQ(result.signal, SIGSEGV) << fault << " " << where << ": " << result.output;
+    EXPECT_EQ(result.output, output);
+    EXPECT_EQ(splitReports(report()).size(), reports) << where;
+  }
+  for (const std::string& text : splitReports(report())) {
     EXPECT_NE(text.find("       Symbol:  probe::writeThroughNull  +"), std::string::npos) << text;
     EXPECT_EQ(text.substr(text.size() - std::strlen(reportTrailer)), reportTrailer);
   }
 }
 
-// The symbol of each frame of a report, in order; empty for a frame without one.
-std::vector<std::string> frameSymbols(const std::string& report) {
-  std::vector<std::string> symbols;
-  const std::string heading = "\nFrame FV IP";
-  const std::string symbol = "\n       Symbol:  ";
-  for (std::size_t at = report.find(heading); at != std::string::npos;) {
-    const std::size_t next = report.find(heading, at + 1);
-    const std::size_t name = report.find(symbol, at);
-    symbols.emplace_back(
-        name < next
-            ? report.substr(name + symbol.size(), report.find("  +", name) - name - symbol.size())
-            : "");
-    at = next;
-  }
-  return symbols;
-}
-
-// Code without frame pointers and the C library's own: only unwind tables lead through them.
-TEST_F(CrashReportTest, EveryFrameOfOptimisedCodeAndOfTheCLibraryIsShown) {
-  setDoTrace("dword:00000001");
-  for (const std::string fault : {"optimised", "comparator", "memcpy"}) {
-    const ChildResult result = probe(fault, "main");
-    EXPECT_EQ(result.output, caughtLine) << fault;
+// Code without frame pointers and the C library's own: only unwind tables lead through them;
+// code without unwind tables: only its frame pointer. A call through a null pointer stands at
+// address 0, without a symbol.
+TEST_F(CrashReportTest, EveryFrameIsShownWhereverItsCallerLies) {
+  setDoTrace("dword:ffffffff"); // any value but 0
+  for (const std::string fault :
+       {"optimised", "comparator", "memcpy", "frame-pointers", "null-call"}) {
+    EXPECT_EQ(probe(fault, "main").output, caughtLine) << fault;
   }
   const std::vector<std::string> reports = splitReports(report());
-  ASSERT_EQ(reports.size(), 3U) << report();
-
-  const std::vector<std::string> optimised = frameSymbols(reports[0]);
-  const std::vector<std::string> chain = {"probe::(anonymous namespace)::optimisedLeaf",
-                                          "probe::(anonymous namespace)::optimisedMiddle",
-                                          "probe::optimisedOuter", "probe::faultBelow"};
-  ASSERT_GE(optimised.size(), chain.size()) << reports[0];
-  EXPECT_TRUE(std::equal(chain.begin(), chain.end(), optimised.begin())) << reports[0];
+  ASSERT_EQ(reports.size(), 5U) << report();
+  EXPECT_TRUE(startsWith(reports[0], {"probe::(anonymous namespace)::optimisedLeaf",
+                                      "probe::(anonymous namespace)::optimisedMiddle",
+                                      "probe::optimisedOuter", "probe::faultBelow"}))
+      << reports[0];
+  EXPECT_TRUE(startsWith(reports[3], {"probe::writeThroughNull", "probe::catchBelowFramePointers",
+                                      "callWithoutUnwindTables", "probe::faultBelow"}))
+      << reports[3];
+  EXPECT_TRUE(startsWith(reports[4], {"", "probe::callThroughNull", "probe::faultBelow"}))
+      << reports[4];
+  const std::size_t none = reports[4].find(" -No symbols retrieved- \n");
+  EXPECT_LT(reports[4].find("\n    0 -- 0x0000000000000000 0x"), none);
+  EXPECT_LT(none, reports[4].find("\n    1 -- 0x"));
 
   // The comparison, the C library's sort, then the function that called it.
   const std::vector<std::string> sorting = frameSymbols(reports[1]);
@@ -269,20 +278,74 @@ TEST_F(CrashReportTest, EveryFrameOfOptimisedCodeAndOfTheCLibraryIsShown) {
   ASSERT_GE(copying.size(), 3U) << reports[2];
   EXPECT_EQ(copying[1], "probe::copyIntoNowhere") << reports[2];
   EXPECT_EQ(copying[2], "probe::faultBelow");
+  // The C library has no DWARF of its own: its globals come from the debug file that its
+  // build-id names.
+  const std::size_t libc = reports[2].find("Module:  libc[");
+  ASSERT_NE(libc, std::string::npos) << reports[2];
+  EXPECT_LT(reports[2].find("\n\nSearching sstStaticSym", libc),
+            reports[2].find("\nFrame FV", libc));
 }
 
-TEST_F(CrashReportTest, ACallThroughANullPointerIsCaughtAndItsFrameHasNoSymbol) {
-  setDoTrace("dword:00000001");
-  const ChildResult result = probe("null-call", "main");
-  EXPECT_EQ(result.exitCode, 0) << result.output;
-  EXPECT_EQ(result.output, caughtLine);
+// Reports the live frame of this function. A report is skipped for the context of the last one,
+// so each test has static contexts of its own, whose addresses no other object can share.
+__attribute__((noinline)) void reportFromHere(plat::CONTEXT& context) {
+  plat::RtlCaptureContext(&context);
+  basalt::crash::writeStackReport(&context);
+  asm volatile("");
+}
+
+__attribute__((noinline)) void reportFromCaller(plat::CONTEXT& context) {
+  reportFromHere(context);
+  asm volatile("");
+}
+
+// From a context captured here rather than a fault's: the frames are those of the capture.
+TEST_F(CrashReportTest, TheSameContextIsReportedOnce) {
+  static plat::CONTEXT first{};
+  static plat::CONTEXT second{};
+  reportFromCaller(first);
+  reportFromCaller(first);
+  EXPECT_EQ(splitReports(report()).size(), 1U);
+  reportFromCaller(second);
   const std::string text = report();
-  const std::size_t zero = text.find("\n    0 -- 0x0000000000000000 0x");
-  const std::size_t none = text.find(" -No symbols retrieved- \n");
-  const std::size_t caller = text.find("\n    1 -- 0x");
-  const std::size_t callerName = text.find("       Symbol:  probe::callThroughNull  +");
-  ASSERT_NE(zero, std::string::npos) << text;
-  EXPECT_TRUE(zero < none && none < caller && caller < callerName) << text;
+  EXPECT_EQ(splitReports(text).size(), 2U) << text;
+  EXPECT_LT(text.find("Symbol:  (anonymous namespace)::reportFromHere  +"),
+            text.find("Symbol:  (anonymous namespace)::reportFromCaller  +"));
+}
+
+TEST_F(CrashReportTest, AContextWithNoStackGivesOneFrameAndTheTrailer) {
+  static plat::CONTEXT context{};
+  context.Rip = 1;
+  context.Rbp = 8;
+  context.Rsp = 8;
+  basalt::crash::writeStackReport(&context);
+  const std::string text = report();
+  EXPECT_NE(text.find("\nThis should only be used as a guide.\n SymGetModuleInfo failed: "),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("\n    0 -- 0x0000000000000001 0x0000000000000000 0x0000000000000008 "
+                      "0x0000000000000008 "),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(frameSymbols(text), std::vector<std::string>{""});
+  EXPECT_EQ(text.substr(text.size() - std::strlen(reportTrailer)), reportTrailer);
+}
+
+TEST_F(CrashReportTest, AReportThatCantBeOpenedWritesNothing) {
+  std::filesystem::create_directory(temp.path() / "LowmarshTrace.log");
+  static plat::CONTEXT context{};
+  reportFromCaller(context);
+  EXPECT_TRUE(std::filesystem::is_empty(temp.path() / "LowmarshTrace.log"));
+}
+
+TEST(SymbolTypeName, NamesTheKnownTypesAndNumbersTheRest) {
+  const std::pair<int, const char*> cases[] = {
+      {0, "None"}, {2, "CV"}, {6, "SYM "}, {7, " 7"}, {12345, " 123"}};
+  for (const auto& [value, name] : cases) {
+    KELPString text;
+    basalt::crash::symbolTypeName(static_cast<plat::SYM_TYPE>(value), text);
+    EXPECT_EQ(text, KELPString(name)) << value;
+  }
 }
 
 } // namespace

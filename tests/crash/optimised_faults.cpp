@@ -1,6 +1,6 @@
 // Built with -O2 -fomit-frame-pointer whatever the build type (see CMakeLists.txt).
 
-#include "tests/crash/optimised_faults.h"
+#include "tests/crash/crash_probe_faults.h"
 
 #include <cstddef>
 #include <dlfcn.h>

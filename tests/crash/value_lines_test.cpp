@@ -1,17 +1,15 @@
 // The report's lines of globals and locals for PE images with CodeView data, written here
-// byte by byte (the LLVM tools write only program database references), and for an ELF module
-// whose DWARF lies in a separate debug file.
+// byte by byte (the LLVM tools write only program database references).
 
 #include "basalt/crash/value_lines.h"
 #include "basalt/platform/images/debug_help.h"
-#include "tests/crash/report_text.h"
 #include "tests/support/scratch_directory.h"
 
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -29,40 +27,27 @@ struct Bytes {
   Bytes& text(const std::string& value) { return data += value, *this; }
   Bytes& counted(const std::string& value) { return u8(value.size()).text(value); }
   Bytes& padTo(std::size_t size) { return data.resize(size, '\0'), *this; }
-  void put32(std::size_t at, std::uint32_t value) {
-    for (int byte = 0; byte < 4; ++byte) {
-      data[at + byte] = static_cast<char>(value >> (8 * byte));
-    }
-  }
 };
 
-// The two record layouts: "NB11" with 32-bit type indexes, older data with 16-bit ones.
+// The two record layouts: "NB11" with 32-bit type indexes, older data ("NB09") with 16-bit
+// ones.
 struct Layout {
-  const char* signature;
   unsigned localData, globalData, globalProc, framePointerRelative;
   bool wide;
 };
-const Layout layouts[] = {{"NB11", 0x1007, 0x1008, 0x100B, 0x1006, true},
-                          {"NB09", 0x201, 0x202, 0x205, 0x200, false}};
-
-Bytes& record(Bytes& out, unsigned kind, const Bytes& body) {
-  return out.u16(body.data.size() + 2).u16(kind).text(body.data);
-}
+const Layout nb11{0x1007, 0x1008, 0x100B, 0x1006, true};
+const Layout nb09{0x201, 0x202, 0x205, 0x200, false};
 
 // A record's position, then the record.
 std::uint32_t add(Bytes& table, unsigned kind, const Bytes& body) {
   const auto position = static_cast<std::uint32_t>(table.data.size());
-  record(table, kind, body);
+  table.u16(body.data.size() + 2).u16(kind).text(body.data);
   return position;
 }
 
 Bytes data(const Layout& layout, std::uint32_t offset, unsigned segment, const std::string& name) {
   Bytes body;
-  if (layout.wide) {
-    body.u32(0x74).u32(offset).u16(segment);
-  } else {
-    body.u32(offset).u16(segment).u16(0x74);
-  }
+  layout.wide ? body.u32(0x74).u32(offset).u16(segment) : body.u32(offset).u16(segment).u16(0x74);
   return body.counted(name);
 }
 
@@ -79,15 +64,22 @@ Bytes reference(std::uint32_t position) {
 
 constexpr std::uint32_t codeOffset = 0x20;
 constexpr std::uint64_t imageBase = 0x10000000;
-// The longest name that prints.
-std::string longName() {
-  return std::string(127, 'n');
-}
 
+// The procedure's locals: where each lies in the frame, its CodeView type, its name, the
+// bytes that the frame holds there, and its line; none at offset 0 nor for a name of 128
+// characters.
+struct Local {
+  std::int32_t offset;
+  unsigned type;
+  std::string name;
+  std::uint64_t bytes;
+  std::string line;
+};
 // A 32-bit DLL: .text at 0x1000, .data at 0x2000 (gCount 42 at 0x10, gHidden at 0x20), the
 // debug directory in .rdata, the CodeView data behind the sections. One procedure at 0x20 of
 // .text, 0x40 long, its frame in place from 4 to 0x30.
-std::string image(const Layout& layout, const char* signature, bool stripped = false) {
+std::string image(const Layout& layout, const char* signature, const std::vector<Local>& locals,
+                  bool stripped = false) {
   Bytes alignSym;
   alignSym.u32(1);
   const std::uint32_t count = add(alignSym, layout.globalData, data(layout, 0x10, 2, "gCount"));
@@ -97,24 +89,11 @@ std::string image(const Layout& layout, const char* signature, bool stripped = f
   const std::uint32_t capital = add(alignSym, layout.localData, data(layout, 0x10, 2, "Gnope"));
   Bytes procedure;
   procedure.u32(0).u32(0).u32(0).u32(0x40).u32(4).u32(0x30);
-  if (layout.wide) {
-    procedure.u32(0).u32(codeOffset).u16(1);
-  } else {
-    procedure.u32(codeOffset).u16(1).u16(0);
-  }
+  layout.wide ? procedure.u32(0).u32(codeOffset).u16(1) : procedure.u32(codeOffset).u16(1).u16(0);
   const std::uint32_t function = add(alignSym, layout.globalProc, procedure.u8(0).counted("f"));
-  const std::pair<std::int32_t, unsigned> locals[] = {
-      {-8, 0x70},  {-16, 0x470}, {-24, 0x40}, {-32, 0x440}, {-40, 0x41},   {-48, 0x441},
-      {-56, 0x11}, {-64, 0x474}, {-72, 0x12}, {-80, 0x71},  {-88, 0x1003}, {0, 0x74}};
-  const char* const names[] = {"letter",    "text",           "ratio",      "ratioPointer",
-                               "precise",   "precisePointer", "shortValue", "countPointer",
-                               "longValue", "wide",           "user",       "atZero"};
-  for (std::size_t i = 0; i < std::size(locals); ++i) {
-    add(alignSym, layout.framePointerRelative,
-        local(layout, locals[i].first, locals[i].second, names[i]));
+  for (const Local& each : locals) {
+    add(alignSym, layout.framePointerRelative, local(layout, each.offset, each.type, each.name));
   }
-  add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName()));
-  add(alignSym, layout.framePointerRelative, local(layout, -96, 0x74, longName() + "n"));
   add(alignSym, 0x1103, Bytes().u32(0).u32(0).u32(4).u32(0).u16(1).counted(""));
   add(alignSym, 6, Bytes());
   add(alignSym, layout.framePointerRelative, local(layout, -8, 0x74, "behindBlock"));
@@ -138,17 +117,18 @@ std::string image(const Layout& layout, const char* signature, bool stripped = f
   Bytes staticSym;
   staticSym.u16(0).u16(0).u32(statics.data.size()).u32(0).u32(0).text(statics.data);
 
-  Bytes cv;
-  cv.text(signature).u32(0);
+  // The signature, where the directory lies, the parts, then the directory.
+  Bytes parts;
   std::vector<std::pair<unsigned, std::uint32_t>> entries;
   for (const auto& [kind, part] : {std::pair{0x120U, Bytes().u32(0)},
                                    {0x125U, alignSym},
                                    {0x129U, globalSym},
                                    {0x134U, staticSym}}) {
-    entries.emplace_back(kind, static_cast<std::uint32_t>(cv.data.size()));
-    cv.text(part.data);
+    entries.emplace_back(kind, static_cast<std::uint32_t>(8 + parts.data.size()));
+    parts.text(part.data);
   }
-  cv.put32(4, static_cast<std::uint32_t>(cv.data.size()));
+  Bytes cv;
+  cv.text(signature).u32(8 + parts.data.size()).text(parts.data);
   cv.u16(16).u16(12).u32(entries.size()).u32(0).u32(0);
   for (const auto& [kind, position] : entries) {
     cv.u16(kind).u16(kind == 0x129 || kind == 0x134 ? 0xFFFF : 1).u32(position).u32(0);
@@ -174,53 +154,6 @@ std::string image(const Layout& layout, const char* signature, bool stripped = f
   return pe.padTo(0xA00).text(cv.data).data;
 }
 
-class ValueLinesTest : public ::testing::Test {
-protected:
-  // What the lines write for the module named name in the scratch directory.
-  template <class Write> std::string linesOf(const std::string& name, const Write& write) {
-    plat::IMAGEHLP_MODULE module{};
-    module.SizeOfStruct = sizeof module;
-    module.BaseOfImage = imageBase;
-    std::strncpy(module.ModuleName, name.c_str(), sizeof module.ModuleName - 1);
-    std::strncpy(module.ImageName, (temp.os(name) + ".dll").c_str(), sizeof module.ImageName - 1);
-    plat::FILE* stream = plat::fopen(temp.os("lines.txt").c_str(), "w+");
-    {
-      ValueLines lines(plat::GetCurrentProcess(), stream,
-                       ValueFunctions{&plat::MapAndLoad, &plat::UnMapAndLoad, &plat::SymSetContext,
-                                      &plat::SymEnumSymbols, &plat::SymGetTypeInfo});
-      write(lines, module);
-    }
-    plat::fclose(stream);
-    return temp.read("lines.txt");
-  }
-
-  basalt::test::ScratchDirectory temp;
-  basalt::test::EnvironmentVariable path{"path", temp.path().c_str()};
-};
-
-// Locals of the procedure at codeOffset: a frame with a value for each.
-struct Frame {
-  alignas(8) unsigned char bytes[128] = {};
-  unsigned char* pointer = bytes + 112;
-  Frame() {
-    put<char>(-8, 'x');
-    put<std::uint32_t>(-16, 0x1234);
-    put<float>(-24, 1.5F);
-    put<std::uint32_t>(-32, 0x2345);
-    put<double>(-40, 2.25);
-    put<std::uint32_t>(-48, 0x3456);
-    put<std::uint32_t>(-56, 0x1FFFE); // a short of -2, and the two bytes behind it
-    put<std::uint32_t>(-64, 0x4567);
-    put<std::int32_t>(-72, -5);
-    put<std::uint32_t>(-80, 65);
-    put<std::uint32_t>(-88, 0xABCDEF);
-    put<std::uint32_t>(-96, 9);
-  }
-  template <class T> void put(int offset, T value) {
-    std::memcpy(pointer + offset, &value, sizeof value);
-  }
-};
-
 const char* const globalLines =
     "\n\nSearching sstGlobalSym symbol table for globals beginning with 'g' "
     "\n\t\tglobal gCount = 0x0000002A"
@@ -228,108 +161,94 @@ const char* const globalLines =
     "\n\nSearching sstStaticSym symbol table for globals beginning with 'g' "
     "\n\t\tglobal gHidden = 0x11223344";
 
-TEST_F(ValueLinesTest, BothLayoutsGiveTheGlobalsOnceAndTheLocalsInTheirLineForms) {
-  const std::string localLines = "\n\t\tchar letter = x"
-                                 "\n\t\tchar* text = 0x00001234"
-                                 "\n\t\tfloat ratio = 1.500000"
-                                 "\n\t\tfloat* ratioPointer = 0x00002345"
-                                 "\n\t\tdouble precise = 2.250000"
-                                 "\n\t\tdouble* precisePointer = 0x00003456"
-                                 "\n\t\tint shortValue = 131070"
-                                 "\n\t\tint* countPointer = 0x00004567"
-                                 "\n\t\tlongValue = -5"
-                                 "\n\t\twide = 65"
-                                 "\n\t\tuser = 0x00ABCDEF"
-                                 "\n\t\tint " +
-                                 longName() + " = 9";
-  Frame frame;
-  for (const Layout& layout : layouts) {
-    SCOPED_TRACE(layout.signature);
-    temp.write("cvimage.dll", image(layout, layout.signature));
-    const std::string text = linesOf("cvimage", [&](ValueLines& lines, const auto& module) {
-      EXPECT_TRUE(lines.writeGlobals(module));
-      plat::STACKFRAME stack{};
-      stack.AddrFrame.Offset = reinterpret_cast<plat::DWORD64>(frame.pointer);
-      plat::IMAGEHLP_SYMBOL symbol{};
-      symbol.Address = imageBase + 0x1000 + codeOffset;
-      lines.writeLocals(stack, symbol, 0x30, true); // the last byte of the debug range
-    });
-    EXPECT_EQ(text, globalLines + localLines);
-  }
-}
-
-TEST_F(ValueLinesTest, LocalsShowOnlyWhereTheProcedureHoldsTheFrame) {
-  struct Case {
-    plat::DWORD64 offset;
-    plat::DWORD64 displacement;
-    bool readable;
-    std::size_t lines;
+// Both layouts give the globals once, then the locals where the procedure holds the frame;
+// data that names a program database, a stripped image, a real DLL of the LLVM linker without
+// debug data, and no image at all give nothing, quietly.
+TEST(ValueLines, LocalsShowOnlyWhereTheProcedureHoldsTheFrame) {
+  const basalt::test::ScratchDirectory temp;
+  const basalt::test::EnvironmentVariable path{"path", temp.path().c_str()};
+  const std::vector<Local> locals = {
+      {-8, 0x70, "letter", 'x', "char letter = x"},
+      {-16, 0x470, "text", 0x1234, "char* text = 0x00001234"},
+      {-24, 0x40, "ratio", 0x3FC00000, "float ratio = 1.500000"},
+      {-32, 0x440, "ratioPointer", 0x2345, "float* ratioPointer = 0x00002345"},
+      {-40, 0x41, "precise", 0x4002000000000000, "double precise = 2.250000"},
+      {-48, 0x441, "precisePointer", 0x3456, "double* precisePointer = 0x00003456"},
+      {-56, 0x11, "shortValue", 0x1FFFE, "int shortValue = 131070"}, // a short of -2, and 2 bytes
+      {-64, 0x474, "countPointer", 0x4567, "int* countPointer = 0x00004567"},
+      {-72, 0x12, "longValue", 0xFFFFFFFB, "longValue = -5"},
+      {-80, 0x71, "wide", 65, "wide = 65"},
+      {-88, 0x1003, "user", 0xABCDEF, "user = 0x00ABCDEF"},
+      {0, 0x74, "atZero", 0, ""},
+      {-96, 0x74, std::string(127, 'n'), 9, "int " + std::string(127, 'n') + " = 9"},
+      {-104, 0x74, std::string(128, 'n'), 9, ""},
   };
-  const Case cases[] = {
-      {codeOffset, 4, true, 12},       // the first byte of the debug range
-      {codeOffset, 4, false, 12},      // a frame that can't be read: every value "??"
-      {codeOffset, 3, true, 0},        // before the frame is in place
-      {codeOffset, 0x31, true, 0},     // past the exit code
-      {codeOffset + 0x40, 4, true, 0}, // past the procedure, whose pair is still the last
-      {codeOffset - 1, 4, true, 0},    // before the first pair
-      {0x100, 4, true, 0},             // past .text
+
+  // The symbol's offset in .text, the displacement, whether the frame can be read, whether
+  // locals show.
+  const std::tuple<plat::DWORD64, plat::DWORD64, bool, bool> cases[] = {
+      {codeOffset, 0x30, true, true},      // the last byte of the debug range
+      {codeOffset, 4, true, true},         // the first
+      {codeOffset, 4, false, true},        // a frame that can't be read: every value "??"
+      {codeOffset, 3, true, false},        // before the frame is in place
+      {codeOffset, 0x31, true, false},     // past the exit code
+      {codeOffset + 0x40, 4, true, false}, // past the procedure, whose pair is still the last
+      {codeOffset - 1, 4, true, false},    // before the first pair
+      {0x100, 4, true, false},             // past .text
   };
-  Frame frame;
-  temp.write("cvimage.dll", image(layouts[0], "NB11"));
-  for (const Case& c : cases) {
-    const std::string text = linesOf("cvimage", [&](ValueLines& lines, const auto& module) {
-      lines.writeGlobals(module);
-      plat::STACKFRAME stack{};
-      // Page zero is never mapped.
-      stack.AddrFrame.Offset = c.readable ? reinterpret_cast<plat::DWORD64>(frame.pointer) : 0x80;
-      plat::IMAGEHLP_SYMBOL symbol{};
-      symbol.Address = imageBase + 0x1000 + c.offset;
-      lines.writeLocals(stack, symbol, c.displacement, true);
-    });
-    const std::string locals = text.substr(std::strlen(globalLines));
-    EXPECT_EQ(basalt::test::countOf(locals, "\n\t\t"), c.lines)
-        << c.offset << " " << c.displacement;
-    EXPECT_EQ(basalt::test::countOf(locals, " = ??"), c.readable ? 0 : c.lines);
+  std::string values;
+  std::string unread;
+  for (const Local& each : locals) {
+    if (!each.line.empty()) {
+      values += "\n\t\t" + each.line;
+      unread += "\n\t\t" + each.line.substr(0, each.line.find(" = ")) + " = ??";
+    }
   }
-}
-
-// Data that names a program database, a stripped image, and a real DLL of the LLVM linker
-// without debug data: no headings and no locals, quietly.
-TEST_F(ValueLinesTest, ImagesWithoutCodeViewDataThatIsReadHereGiveNoLines) {
-  temp.write("named.dll", image(layouts[0], "NB10"));
-  temp.write("stripped.dll", image(layouts[0], "NB11", true));
-  std::filesystem::copy_file(BASALT_BINARY_DIR "/tests/modules/strings_201_ENU.dll",
-                             temp.path() / "strings_201_ENU.dll");
-  for (const char* name : {"named", "stripped", "strings_201_ENU", "missing"}) {
-    const std::string text = linesOf(name, [&](ValueLines& lines, const auto& module) {
-      EXPECT_TRUE(lines.writeGlobals(module));
-      plat::STACKFRAME stack{};
-      plat::IMAGEHLP_SYMBOL symbol{};
-      symbol.Address = imageBase + 0x1000 + codeOffset;
-      lines.writeLocals(stack, symbol, 4, true);
-    });
-    EXPECT_EQ(text, "") << name;
+  const std::pair<std::string, bool> images[] = {
+      {image(nb11, "NB11", locals), true},
+      {image(nb09, "NB09", locals), true},
+      {image(nb11, "NB10", locals), false},
+      {image(nb11, "NB11", locals, true), false},
+      {basalt::test::fileBytes(BASALT_BINARY_DIR "/tests/modules/strings_201_ENU.dll"), false},
+      {"", false}};
+  alignas(8) unsigned char stackBytes[128] = {};
+  unsigned char* const frame = stackBytes + 112; // what the frame pointer points at
+  for (const Local& each : locals) {
+    std::memcpy(frame + each.offset, &each.bytes, sizeof each.bytes);
   }
-}
-
-// The C library has no DWARF of its own; its debug file lies under /usr/lib/debug by build-id.
-TEST_F(ValueLinesTest, AnElfModuleTakesItsDebugInformationFromTheFileItsBuildIdNames) {
-  const plat::HANDLE process = plat::GetCurrentProcess();
-  ASSERT_TRUE(plat::SymInitialize(process, nullptr, plat::TRUE));
-  plat::IMAGEHLP_MODULE libc{};
-  libc.SizeOfStruct = sizeof libc;
-  ASSERT_TRUE(plat::SymGetModuleInfo(process, reinterpret_cast<plat::DWORD64>(&::fputs), &libc));
-  plat::FILE* stream = plat::fopen(temp.os("lines.txt").c_str(), "w+");
-  {
-    ValueLines lines(process, stream,
-                     ValueFunctions{&plat::MapAndLoad, &plat::UnMapAndLoad, &plat::SymSetContext,
-                                    &plat::SymEnumSymbols, &plat::SymGetTypeInfo});
-    EXPECT_TRUE(lines.writeGlobals(libc));
+  plat::IMAGEHLP_MODULE module{};
+  module.SizeOfStruct = sizeof module;
+  module.BaseOfImage = imageBase;
+  std::strcpy(module.ModuleName, "cvimage");
+  std::strncpy(module.ImageName, temp.os("cvimage.dll").c_str(), sizeof module.ImageName - 1);
+  for (std::size_t index = 0; index < std::size(images); ++index) {
+    const auto& [bytes, codeView] = images[index];
+    std::filesystem::remove(temp.path() / "cvimage.dll");
+    if (!bytes.empty()) {
+      temp.write("cvimage.dll", bytes);
+    }
+    for (const auto& [offset, displacement, readable, shown] : cases) {
+      plat::FILE* stream = plat::fopen(temp.os("lines.txt").c_str(), "w+");
+      {
+        ValueLines lines(plat::GetCurrentProcess(), stream,
+                         ValueFunctions{&plat::MapAndLoad, &plat::UnMapAndLoad,
+                                        &plat::SymSetContext, &plat::SymEnumSymbols,
+                                        &plat::SymGetTypeInfo});
+        EXPECT_TRUE(lines.writeGlobals(module));
+        plat::STACKFRAME stack{};
+        // Page zero is never mapped.
+        stack.AddrFrame.Offset = readable ? reinterpret_cast<plat::DWORD64>(frame) : 0x80;
+        plat::IMAGEHLP_SYMBOL symbol{};
+        symbol.Address = imageBase + 0x1000 + offset;
+        lines.writeLocals(stack, symbol, displacement, true);
+      }
+      plat::fclose(stream);
+      const std::string text = temp.read("lines.txt");
+      const std::string& expected = readable ? values : unread;
+      EXPECT_EQ(text, codeView ? globalLines + (shown ? expected : "") : "")
+          << index << " " << offset << " " << displacement;
+    }
   }
-  plat::fclose(stream);
-  plat::SymCleanup(process);
-  EXPECT_EQ(basalt::test::countOf(temp.read("lines.txt"), "\n\nSearching sst"), 2U)
-      << libc.ImageName;
 }
 
 } // namespace

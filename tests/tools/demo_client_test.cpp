@@ -1,9 +1,12 @@
+// The demo client run as a user runs it, and the README's examples of the operator's tool
+// against the demo's files, as the shell runs them.
+
 #include "tests/support/child_process.h"
 #include "tests/support/scratch_directory.h"
 
-#include <algorithm>
-#include <fstream>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace basalt::test {
 namespace {
@@ -17,87 +20,49 @@ TEST(DemoClient, LogsThroughItsSampleConfigurationAndShowsTheFiles) {
   const ChildResult result = runChild({DEMO_CLIENT}, {});
   ASSERT_EQ(result.exitCode, 0) << result.output;
   const std::string& out = result.output;
-  const auto shows = [&out](const std::string& text) {
-    return out.find(text) != std::string::npos;
-  };
-
-  const std::string logSection = "\n== Log file: " + scratch.os("basalt-demo-");
-  ASSERT_TRUE(shows(logSection)) << out;
-  const std::string log =
-      out.substr(out.find(logSection), out.find("\n== Event file: ") - out.find(logSection));
-  const auto logged = [&log](const std::string& text) {
-    return log.find(text) != std::string::npos;
-  };
-  EXPECT_TRUE(logged("/basalt_demo.log ==\n")) << log;
-  EXPECT_TRUE(logged(": DEMO: Demo client demo_client started, version 1.0\n")) << log;
-  EXPECT_TRUE(logged(": DEMO: Step 1 of 2: reading the configuration\n")) << log;
-  EXPECT_TRUE(logged(": DEMO: The report Sales by region took 42 ms\n")) << log;
-  EXPECT_TRUE(logged(": Storage: Cache filled to 99% with 1250 entries\n")) << log;
-  EXPECT_TRUE(logged(": DEMO: Cannot open the cube Sales 2024: the server olap.example.com "
-                     "refused the connection after 3 attempts\n"))
-      << log;
-  EXPECT_TRUE(logged(": DEMO: No message obtained. Check the Event log for errors\n")) << log;
+  const std::size_t logSection = out.find("\n== Log file: " + scratch.os("basalt-demo-"));
+  const std::size_t eventSection = out.find("\n== Event file: " + scratch.os("basalt-demo-"));
+  ASSERT_TRUE(logSection < eventSection && eventSection != std::string::npos) << out;
+  const std::string log = out.substr(logSection, eventSection - logSection);
+  const std::string cube =
+      "Cannot open the cube Sales 2024: the server olap.example.com refused the "
+      "connection after 3 attempts\n";
+  const std::string logged[] = {"/basalt_demo.log ==\n",
+                                ": DEMO: Demo client demo_client started, version 1.0\n",
+                                ": DEMO: Step 1 of 2: reading the configuration\n",
+                                ": DEMO: The report Sales by region took 42 ms\n",
+                                ": Storage: Cache filled to 99% with 1250 entries\n",
+                                ": DEMO: " + cube,
+                                ": DEMO: No message obtained. Check the Event log for errors\n"};
+  for (const std::string& line : logged) {
+    EXPECT_NE(log.find(line), std::string::npos) << line << log;
+  }
   for (const char* refused : {"too detailed", "95%", "lower case", "quiet"}) {
-    EXPECT_FALSE(logged(refused)) << refused;
+    EXPECT_EQ(log.find(refused), std::string::npos) << refused;
   }
-
-  EXPECT_TRUE(shows("\n== Event file: " + scratch.os("basalt-demo-"))) << out;
-  EXPECT_TRUE(shows("Failed to load the resource dlls. The component is not installed "
-                    "correctly."))
-      << out;
-  EXPECT_TRUE(shows("its text: Cannot open the cube Sales 2024: the server olap.example.com "
-                    "refused the connection after 3 attempts\n"))
-      << out;
-}
-
-// The words of a README command as the shell splits them: quotes, no expansions, and nothing
-// from a redirection on.
-std::vector<std::string> shellWords(const std::string& line) {
-  std::vector<std::string> words;
-  std::string word;
-  bool inWord = false;
-  char quote = 0;
-  for (const char c : line) {
-    if (quote != 0 && c != quote) {
-      word += c;
-    } else if (quote != 0 || c == '\'' || c == '"') {
-      quote = quote != 0 ? 0 : c;
-      inWord = true;
-    } else if (c != ' ') {
-      word += c;
-      inWord = true;
-    } else if (inWord) {
-      words.push_back(word);
-      word.clear();
-      inWord = false;
-    }
+  const std::string shown[] = {
+      "Failed to load the resource dlls. The component is not installed correctly.",
+      "its text: " + cube};
+  for (const std::string& text : shown) {
+    EXPECT_NE(out.find(text), std::string::npos) << text << out;
   }
-  if (inWord) {
-    words.push_back(word);
-  }
-  const auto redirection = std::find(words.begin(), words.end(), ">");
-  words.erase(redirection, words.end());
-  return words;
 }
 
 TEST(DemoClient, TheReadmesToolExamplesRunAgainstTheDemosFiles) {
-  const EnvironmentVariable registry("BASALT_REGISTRY", DEMO_REGISTRY_FILE);
-  std::ifstream readme(BASALT_README);
-  bool inToolSection = false;
-  bool inShellBlock = false;
+  const ScratchDirectory scratch;
+  const std::vector<std::string> environment = {
+      "PATH=" + std::filesystem::path(BASALT_ADMIN).parent_path().string() + ":/usr/bin:/bin",
+      "BASALT_REGISTRY=" DEMO_REGISTRY_FILE};
+  const std::string readme = fileBytes(BASALT_README);
+  const std::size_t section = readme.find("\n## The operator's tool: basalt-admin\n");
+  ASSERT_NE(section, std::string::npos);
+  const std::size_t block = readme.find("\n```sh\n", section) + 7;
+  std::istringstream lines(readme.substr(block, readme.find("\n```", block) - block));
   int examples = 0;
-  for (std::string line; std::getline(readme, line);) {
-    if (line.rfind("## ", 0) == 0) {
-      inToolSection = line == "## The operator's tool: basalt-admin";
-    } else if (line.rfind("```", 0) == 0) {
-      inShellBlock = !inShellBlock && line == "```sh";
-    } else if (inToolSection && inShellBlock) {
-      std::vector<std::string> command = shellWords(line);
-      ASSERT_FALSE(command.empty() || command[0] != "basalt-admin") << line;
-      command[0] = BASALT_ADMIN;
-      EXPECT_EQ(runChild(command, {}).exitCode, 0) << line;
-      ++examples;
-    }
+  for (std::string line; std::getline(lines, line); ++examples) {
+    ASSERT_EQ(line.rfind("basalt-admin ", 0), 0U) << line;
+    const std::string command = "cd '" + scratch.os("") + "' && " + line;
+    EXPECT_EQ(runChild({"/bin/sh", "-c", command}, environment).exitCode, 0) << line;
   }
   EXPECT_GE(examples, 4);
 }
