@@ -411,10 +411,9 @@ FARPROC GetProcAddress(HMODULE module, const char* name) {
     SetLastError(ERROR_PROC_NOT_FOUND);
     return nullptr;
   }
-  // The main program, by null or by the handle the dynamic loader gives it.
-  void* program = ::dlopen(nullptr, RTLD_LAZY);
-  ::dlclose(program);
-  if (module == nullptr || module == program) {
+  if (module == nullptr) {
+    void* program = ::dlopen(nullptr, RTLD_LAZY);
+    ::dlclose(program);
     return findSymbol(program, name);
   }
   if (module == debugHelpModule()) {

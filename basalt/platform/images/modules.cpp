@@ -204,13 +204,8 @@ std::string pathOf(HMODULE module) {
 } // namespace
 
 HMODULE GetModuleHandleW(LPCWSTR moduleName) {
-  HMODULE module = nullptr;
-  if (moduleName == nullptr) {
-    const std::vector<SharedObject> objects = sharedObjects();
-    module = objects.empty() ? nullptr : handleAt(objects.front().address);
-  } else {
-    module = findModule(ModuleName(toOsPath(moduleName)));
-  }
+  const HMODULE module =
+      moduleName != nullptr ? findModule(ModuleName(toOsPath(moduleName))) : nullptr;
   if (module == nullptr) {
     SetLastError(ERROR_MOD_NOT_FOUND);
   }

@@ -22,8 +22,8 @@
 
 namespace basalt::platform {
 
-// The handle of a loaded module, or of the main program for null; null with
-// ERROR_MOD_NOT_FOUND when no module has that name. Loads nothing and takes no reference.
+// The handle of a loaded module; null with ERROR_MOD_NOT_FOUND when no module has that name
+// (or for a null name). Loads nothing and takes no reference.
 HMODULE GetModuleHandleW(LPCWSTR moduleName);
 
 // Writes the module's full path in the library's form and returns its length. A path of size
