@@ -112,8 +112,6 @@ TEST(Registry, NamesMatchWithoutCaseAndSubKeysListInCaseBlindOrder) {
   size = 5; // "Alpha" needs room for its terminator too
   EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
             ERROR_MORE_DATA);
-  EXPECT_EQ(RegEnumKeyExW(key, 6, name, &size, nullptr, nullptr, nullptr, nullptr),
-            ERROR_NO_MORE_ITEMS);
   EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
 }
 
