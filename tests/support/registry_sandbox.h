@@ -27,63 +27,49 @@ struct LoggedEvent {
   std::vector<std::optional<std::string>> strings;
 };
 
-// One line of the event log file: a flat JSON object of strings and numbers, with one array
-// of strings and nulls. Only the shapes the log writes are understood; anything else fails
-// the test.
+// One line of the event log file as the log writes it: a flat JSON object whose strings, a
+// list of texts and nulls, come after the fields read here. Anything else fails the test.
 inline LoggedEvent readEvent(const std::string& line) {
-  LoggedEvent event;
-  std::size_t at = 0;
-  const auto take = [&](char c) {
-    at = std::min(line.find_first_not_of(' ', at), line.size());
-    return at < line.size() && line[at] == c ? ++at, true : false;
+  // A field's value as it stands: a number, or a text without escapes.
+  const auto field = [&line](const std::string& name) -> std::string {
+    const std::string key = "\"" + name + "\":";
+    const std::size_t at = line.find(key);
+    if (at == std::string::npos) {
+      ADD_FAILURE() << "no " << name << " in " << line;
+      return "0";
+    }
+    const std::size_t start = at + key.size();
+    const std::string value = line.substr(start, line.find_first_of(",}", start) - start);
+    return value.size() > 1 && value[0] == '"' ? value.substr(1, value.size() - 2) : value;
   };
-  const auto expect = [&](char c) { EXPECT_TRUE(take(c)) << c << " at " << at << " in " << line; };
-  const auto text = [&]() -> std::optional<std::string> {
-    if (!take('"')) {
-      EXPECT_EQ(line.compare(at, 4, "null"), 0) << "at " << at << " in " << line;
+  LoggedEvent event{field("source"),
+                    field("type"),
+                    static_cast<unsigned int>(std::stoul(field("category"))),
+                    static_cast<std::uint32_t>(std::stoul(field("event"))),
+                    {}};
+  const std::string list = "\"strings\":[";
+  for (std::size_t at = std::min(line.find(list), line.size()) + list.size();
+       at < line.size() && line[at] != ']'; at = line.find_first_not_of(", ", at)) {
+    if (line.compare(at, 4, "null") == 0) {
+      event.strings.emplace_back();
       at += 4;
-      return std::nullopt;
+      continue;
     }
     std::string value;
-    for (char c; at < line.size() && (c = line[at++]) != '"'; value += c) {
-      if (c == '\\' && at < line.size()) {
-        c = line[at++];
-        c = c == 'n' ? '\n' : c == 'r' ? '\r' : c == 't' ? '\t' : c;
+    for (++at; at < line.size() && line[at] != '"'; ++at) {
+      char c = line[at];
+      if (c == '\\' && ++at < line.size()) {
+        c = line[at] == 'n' ? '\n' : line[at] == 'r' ? '\r' : line[at] == 't' ? '\t' : line[at];
         if (c == 'u') {
-          c = static_cast<char>(std::stoi(line.substr(at, 4), nullptr, 16));
+          c = static_cast<char>(std::stoi(line.substr(at + 1, 4), nullptr, 16));
           at += 4;
         }
       }
+      value += c;
     }
-    EXPECT_EQ(line[at - 1], '"') << "unended text in " << line;
-    return value;
-  };
-  expect('{');
-  do {
-    const std::string key = text().value_or("");
-    expect(':');
-    if (key == "strings") {
-      expect('[');
-      if (!take(']')) {
-        do {
-          event.strings.push_back(text());
-        } while (take(','));
-        expect(']');
-      }
-    } else if (key == "source" || key == "type" || key == "time" || key == "data") {
-      const std::string value = text().value_or("");
-      event.source = key == "source" ? value : event.source;
-      event.type = key == "type" ? value : event.type;
-    } else {
-      std::size_t digits = 0;
-      const std::uint64_t number = std::stoull(line.substr(at), &digits);
-      at += digits;
-      event.category = key == "category" ? static_cast<unsigned int>(number) : event.category;
-      event.event = key == "event" ? static_cast<std::uint32_t>(number) : event.event;
-    }
-  } while (take(','));
-  expect('}');
-  EXPECT_EQ(at, line.size()) << line;
+    event.strings.push_back(value);
+    ++at; // the closing quote
+  }
   return event;
 }
 

@@ -258,12 +258,11 @@ HMODULE loadFile(ModuleTable& table, const std::string& path, bool ownDirectoryF
   return fail(ERROR_BAD_EXE_FORMAT);
 }
 
-// The module's path as the module list has it, in the system's form; empty when the handle is
-// no module's. Null is the main program.
-std::string modulePath(HMODULE module) {
+// The main program's path in the system's form; empty when it can't be read.
+std::string programPath() {
   const DWORD saved = GetLastError();
   std::vector<WCHAR> path(PATH_MAX + 1, 0);
-  const DWORD length = GetModuleFileNameW(module, path.data(), PATH_MAX + 1);
+  const DWORD length = GetModuleFileNameW(nullptr, path.data(), PATH_MAX + 1);
   SetLastError(saved);
   return length == 0 || length > PATH_MAX ? std::string() : toOsPath(path.data());
 }
@@ -289,7 +288,7 @@ void appendSearchList(std::vector<std::string>& directories, const char* variabl
 
 std::vector<std::string> searchDirectories() {
   std::vector<std::string> directories;
-  if (const std::string program = modulePath(nullptr); !program.empty()) {
+  if (const std::string program = programPath(); !program.empty()) {
     directories.push_back(splitOsPath(program).directory);
   }
   if (char* current = ::getcwd(nullptr, 0)) {
@@ -412,10 +411,9 @@ FARPROC GetProcAddress(HMODULE module, const char* name) {
     SetLastError(ERROR_PROC_NOT_FOUND);
     return nullptr;
   }
-  // The main program, by null or by the handle the dynamic loader gives it.
-  void* program = ::dlopen(nullptr, RTLD_LAZY);
-  ::dlclose(program);
-  if (module == nullptr || module == program) {
+  if (module == nullptr) {
+    void* program = ::dlopen(nullptr, RTLD_LAZY);
+    ::dlclose(program);
     return findSymbol(program, name);
   }
   if (module == debugHelpModule()) {
@@ -427,17 +425,8 @@ FARPROC GetProcAddress(HMODULE module, const char* name) {
   }
   const std::shared_ptr<const LoadedModule> loaded = findLoadedModule(module);
   if (loaded == nullptr) {
-    // The loader's handle of an object it loaded at start serves no lookups: ask for the one
-    // dlopen gives.
-    const std::string path = modulePath(module);
-    void* library = path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    if (library == nullptr) {
-      SetLastError(ERROR_INVALID_HANDLE);
-      return nullptr;
-    }
-    FARPROC address = findSymbol(library, name);
-    ::dlclose(library);
-    return address;
+    SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
   }
   if (loaded->library() == nullptr) {
     SetLastError(ERROR_PROC_NOT_FOUND);

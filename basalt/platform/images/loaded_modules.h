@@ -39,11 +39,10 @@ HMODULE LoadLibraryW(LPCWSTR name);
 // The name in the ANSI code page.
 HMODULE LoadLibraryA(const char* name);
 
-// An exported symbol of the module itself (not of what it depends on); a null module, or the
-// dynamic loader's handle of it, is the main program. The module may also be one the dynamic
-// loader mapped by itself, by the handle GetModuleHandleW gives. Null with
-// ERROR_PROC_NOT_FOUND when there is none, which is always the case for a data module and for
-// an ordinal; ERROR_INVALID_HANDLE for a handle of no module.
+// An exported symbol of a module loaded here (not of what it depends on); a null module is the
+// main program. Null with ERROR_PROC_NOT_FOUND when there is none, which is always the case
+// for a data module and for an ordinal; ERROR_INVALID_HANDLE for a handle of no module loaded
+// here.
 FARPROC GetProcAddress(HMODULE module, const char* name);
 
 // Gives back one load; the module goes with the last. FALSE with ERROR_INVALID_HANDLE for a

@@ -174,6 +174,10 @@ HMODULE findModule(const ModuleName& name) {
       return module.handle;
     }
   }
+  // Of the objects the dynamic loader mapped by itself, the library asks only for its own.
+  if (!name.namesThisLibrary()) {
+    return nullptr;
+  }
   for (const SharedObject& object : sharedObjects()) {
     if (name.matches(object.path)) {
       if (HMODULE handle = handleAt(object.address)) {
@@ -181,10 +185,7 @@ HMODULE findModule(const ModuleName& name) {
       }
     }
   }
-  if (name.namesThisLibrary()) {
-    return handleAt(reinterpret_cast<const void*>(&GetModuleHandleW));
-  }
-  return nullptr;
+  return handleAt(reinterpret_cast<const void*>(&GetModuleHandleW));
 }
 
 std::string pathOf(HMODULE module) {
@@ -204,13 +205,8 @@ std::string pathOf(HMODULE module) {
 } // namespace
 
 HMODULE GetModuleHandleW(LPCWSTR moduleName) {
-  HMODULE module = nullptr;
-  if (moduleName == nullptr) {
-    const std::vector<SharedObject> objects = sharedObjects();
-    module = objects.empty() ? nullptr : handleAt(objects.front().address);
-  } else {
-    module = findModule(ModuleName(toOsPath(moduleName)));
-  }
+  const HMODULE module =
+      moduleName != nullptr ? findModule(ModuleName(toOsPath(moduleName))) : nullptr;
   if (module == nullptr) {
     SetLastError(ERROR_MOD_NOT_FOUND);
   }

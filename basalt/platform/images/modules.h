@@ -1,10 +1,7 @@
 #ifndef BASALT_PLATFORM_IMAGES_MODULES_H
 #define BASALT_PLATFORM_IMAGES_MODULES_H
 
-// The modules of the process: the main program, every shared object the dynamic loader has
-// mapped, and the modules that the layer itself has loaded (see registerLoadedModule).
-//
-// A shared object's handle is the one dlopen gives for it, so it serves for dlsym too.
+// The modules the layer itself has loaded (see registerLoadedModule), and this library's own.
 //
 // A name without a directory matches a module by its file name. A name that ends in ".dll"
 // or ".exe", or has no extension (Windows then takes ".dll"), matches by its stem: "X",
@@ -13,8 +10,10 @@
 // ("libX.so" finds libX.so.1). A name with a directory matches in that directory only.
 // Names compare case-sensitively, but for the ".dll" and ".exe" endings.
 //
-// "basalt" and "basalt.dll" also find the module that holds this library's code when no
-// shared object by that name is loaded: the executable, when the library is linked into it.
+// "basalt" and "basalt.dll" find a shared object the dynamic loader mapped by those rules, and
+// otherwise the module that holds this library's code: the executable, when the library is
+// linked into it. Its handle is the one dlopen gives for it, so it serves for dlsym too. No
+// other object the loader mapped by itself is found by name.
 
 #include "basalt/platform/base/win_types.h"
 
@@ -22,8 +21,8 @@
 
 namespace basalt::platform {
 
-// The handle of a loaded module, or of the main program for null; null with
-// ERROR_MOD_NOT_FOUND when no module has that name. Loads nothing and takes no reference.
+// The handle of a loaded module; null with ERROR_MOD_NOT_FOUND when no module has that name
+// (or for a null name). Loads nothing and takes no reference.
 HMODULE GetModuleHandleW(LPCWSTR moduleName);
 
 // Writes the module's full path in the library's form and returns its length. A path of size

@@ -60,13 +60,11 @@ DWORD findStringResource(const PeImage& image, UINT id, LANGID userLanguage, con
 }
 
 int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size) {
-  if (buffer == nullptr || size < 0) {
+  if (buffer == nullptr || size < 1) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return 0;
   }
-  if (size > 0) {
-    buffer[0] = 0;
-  }
+  buffer[0] = 0;
   if (module == nullptr) {
     SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
     return 0;
@@ -88,10 +86,6 @@ int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size) {
   if (error != ERROR_SUCCESS) {
     SetLastError(error);
     return 0;
-  }
-  if (size == 0) {
-    std::memcpy(buffer, &text, sizeof text);
-    return static_cast<int>(length);
   }
   const std::size_t copied = std::min(length, static_cast<std::size_t>(size) - 1);
   std::memcpy(buffer, text, copied * sizeof(WCHAR));

@@ -21,10 +21,8 @@ DWORD findStringResource(const PeImage& image, UINT id, LANGID userLanguage, con
                          std::size_t& length);
 
 // Copies the string into buffer, cut to size - 1 units, terminates it and returns the units
-// copied; 0 when there is no such string, with the error above. With size 0 it stores a
-// read-only pointer to the string in the module into buffer (taken as a const WCHAR**) and
-// returns the string's whole length. A null module is the main program, which has no string
-// table.
+// copied; 0 when there is no such string, with the error above. size must be at least 1. A
+// null module is the main program, which has no string table.
 int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size);
 
 } // namespace basalt::platform

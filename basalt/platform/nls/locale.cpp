@@ -115,9 +115,6 @@ UINT processCodePage() {
 
 int writeItem(const std::string& item, WCHAR* buffer, int size) {
   const int needed = static_cast<int>(item.size()) + 1;
-  if (size == 0) {
-    return needed;
-  }
   if (buffer == nullptr || size < needed) {
     SetLastError(ERROR_INSUFFICIENT_BUFFER);
     return 0;

@@ -14,7 +14,8 @@ constexpr DWORD LOCALE_SABBREVLANGNAME = 0x3;
 constexpr DWORD LOCALE_IDEFAULTANSICODEPAGE = 0x1004;
 
 // Writes the item as wide text with its terminator and returns the units written, or 0 with
-// the buffer untouched when the item is unknown or doesn't fit.
+// the buffer untouched when the item is unknown or doesn't fit (the library's buffers always
+// fit; there is no asking for the size).
 int GetLocaleInfoW(LCID locale, DWORD type, WCHAR* buffer, int size);
 
 // The process's ANSI code page.

@@ -6,7 +6,6 @@
 #include <string>
 #include <unicode/uloc.h>
 #include <unicode/unum.h>
-#include <vector>
 
 namespace basalt::platform {
 namespace {
@@ -65,66 +64,42 @@ void roundFraction(DecimalText& number, std::size_t places) {
   number.fraction.append(places - number.fraction.size(), '0');
 }
 
-// The integer digits with separators, grouped as NUMBERFMTW::Grouping says.
-WideText groupedInteger(const std::string& integer, UINT grouping, const WCHAR* separator) {
-  std::vector<std::size_t> sizes; // nearest the decimal separator first
-  for (const char digit : std::to_string(grouping)) {
-    sizes.push_back(static_cast<std::size_t>(digit - '0'));
-  }
-  const bool repeat = sizes.back() != 0;
-  if (!repeat) {
-    sizes.pop_back();
-  }
-  std::vector<std::size_t> groups; // from the right
-  std::size_t left = integer.size();
-  for (std::size_t k = 0; left > 0; ++k) {
-    std::size_t size = k < sizes.size() ? sizes[k] : (repeat ? sizes.back() : 0);
-    if (size == 0 || size > left) {
-      size = left;
-    }
-    groups.push_back(size);
-    left -= size;
-  }
+// A locale's number rules from ICU, with Latin digits as Windows writes them. A group size of
+// 0 means no grouping; the secondary size repeats to the left of the primary group.
+struct LocaleRules {
+  WideText decimalSeparator;
+  WideText groupSeparator;
+  std::size_t primaryGroup = 0;
+  std::size_t secondaryGroup = 0;
+};
+
+// The integer digits with the locale's group separators.
+WideText groupedInteger(const std::string& integer, const LocaleRules& rules) {
   WideText text;
-  std::size_t at = 0;
-  for (auto group = groups.rbegin(); group != groups.rend(); ++group) {
-    if (at != 0) {
-      text += separator;
-    }
-    text.append(integer.begin() + static_cast<std::ptrdiff_t>(at),
-                integer.begin() + static_cast<std::ptrdiff_t>(at + *group));
-    at += *group;
+  std::size_t size = rules.primaryGroup;
+  std::size_t end = integer.size();
+  while (size != 0 && end > size) {
+    text.insert(0, WideText(integer.begin() + static_cast<std::ptrdiff_t>(end - size),
+                            integer.begin() + static_cast<std::ptrdiff_t>(end)));
+    text.insert(0, rules.groupSeparator);
+    end -= size;
+    size = rules.secondaryGroup;
   }
-  return text;
+  return WideText(integer.begin(), integer.begin() + static_cast<std::ptrdiff_t>(end)) + text;
 }
 
-WideText formatNumber(DecimalText number, const NUMBERFMTW& format) {
-  roundFraction(number, format.NumDigits);
-  if (number.integer.empty() && (format.LeadingZero != 0 || format.NumDigits == 0)) {
+WideText formatNumber(DecimalText number, const LocaleRules& rules) {
+  constexpr std::size_t fractionDigits = 2;
+  roundFraction(number, fractionDigits);
+  if (number.integer.empty()) {
     number.integer = "0";
   }
   if ((number.integer + number.fraction).find_first_not_of('0') == std::string::npos) {
     number.negative = false;
   }
-  WideText text = groupedInteger(number.integer, format.Grouping, format.lpThousandSep);
-  if (format.NumDigits > 0) {
-    text += format.lpDecimalSep;
-    text.append(number.fraction.begin(), number.fraction.end());
-  }
-  if (!number.negative) {
-    return text;
-  }
-  static const char* const negativeForms[][2] = {
-      {"(", ")"}, {"-", ""}, {"- ", ""}, {"", "-"}, {"", " -"}};
-  const char* const* form = negativeForms[format.NegativeOrder];
-  const std::string before = form[0];
-  const std::string after = form[1];
-  return WideText(before.begin(), before.end()) + text + WideText(after.begin(), after.end());
-}
-
-bool validFormat(const NUMBERFMTW& format) {
-  return format.lpDecimalSep != nullptr && format.lpThousandSep != nullptr &&
-         format.NumDigits <= 9 && format.NegativeOrder <= 4;
+  WideText text = groupedInteger(number.integer, rules) + rules.decimalSeparator;
+  text.append(number.fraction.begin(), number.fraction.end());
+  return number.negative ? static_cast<WCHAR>('-') + text : text;
 }
 
 WideText symbol(const UNumberFormat* formatter, UNumberFormatSymbol which, UErrorCode& status) {
@@ -136,14 +111,6 @@ WideText symbol(const UNumberFormat* formatter, UNumberFormatSymbol which, UErro
   }
   return WideText(text, text + length);
 }
-
-// A locale's number rules from ICU, with Latin digits as Windows writes them. format points
-// into the separators, so the record is used where it is made and never copied.
-struct LocaleRules {
-  WideText decimalSeparator;
-  WideText groupSeparator;
-  NUMBERFMTW format{};
-};
 
 bool readLocaleRules(const std::string& icuLocale, LocaleRules& rules) {
   char name[ULOC_FULLNAME_CAPACITY];
@@ -167,12 +134,10 @@ bool readLocaleRules(const std::string& icuLocale, LocaleRules& rules) {
   if (U_FAILURE(status)) {
     return false;
   }
-  UINT grouping = 0;
-  if (grouped && primary > 0 && primary <= 9) {
-    const bool second = secondary > 0 && secondary <= 9 && secondary != primary;
-    grouping = static_cast<UINT>(second ? primary * 10 + secondary : primary);
+  if (grouped && primary > 0) {
+    rules.primaryGroup = static_cast<std::size_t>(primary);
+    rules.secondaryGroup = static_cast<std::size_t>(secondary > 0 ? secondary : primary);
   }
-  rules.format = {2, 1, grouping, rules.decimalSeparator.data(), rules.groupSeparator.data(), 1};
   return true;
 }
 
@@ -185,25 +150,19 @@ int fail(DWORD error) {
 
 int GetNumberFormatW(LCID locale, DWORD flags, LPCWSTR value, const NUMBERFMTW* format,
                      LPWSTR numberText, int size) {
-  if (value == nullptr || size < 0 || (size > 0 && numberText == nullptr)) {
+  if (value == nullptr || format != nullptr || size < 0 || (size > 0 && numberText == nullptr)) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  if (format != nullptr ? flags != 0 : (flags & ~LOCALE_NOUSEROVERRIDE) != 0) {
+  if (flags != 0) {
     return fail(ERROR_INVALID_FLAGS);
   }
-  const std::string icuLocale = icuLocaleName(locale);
-  if (icuLocale.empty() || (format != nullptr && !validFormat(*format))) {
-    return fail(ERROR_INVALID_PARAMETER);
-  }
   LocaleRules rules;
-  if (format == nullptr && !readLocaleRules(icuLocale, rules)) {
-    return fail(ERROR_INVALID_PARAMETER);
-  }
   DecimalText number;
-  if (!parseNumber(value, number)) {
+  const std::string icuLocale = icuLocaleName(locale);
+  if (icuLocale.empty() || !readLocaleRules(icuLocale, rules) || !parseNumber(value, number)) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  const WideText text = formatNumber(number, format != nullptr ? *format : rules.format);
+  const WideText text = formatNumber(number, rules);
   const int needed = static_cast<int>(text.size()) + 1;
   if (size == 0) {
     return needed;

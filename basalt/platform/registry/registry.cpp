@@ -13,16 +13,6 @@ namespace basalt::platform {
 namespace {
 
 constexpr std::uintptr_t predefinedBase = 0x80000000;
-constexpr REGSAM keyDelete = 0x00010000;
-constexpr REGSAM writeDac = 0x00040000;
-constexpr REGSAM writeOwner = 0x00080000;
-constexpr REGSAM maximumAllowed = 0x02000000;
-constexpr REGSAM genericAll = 0x10000000;
-constexpr REGSAM genericWrite = 0x40000000;
-constexpr REGSAM genericRead = 0x80000000;
-// The files are read only: any of these is refused at the open.
-constexpr REGSAM writeAccess = KEY_SET_VALUE | KEY_CREATE_SUB_KEY | KEY_CREATE_LINK | keyDelete |
-                               writeDac | writeOwner | genericAll | genericWrite;
 
 // What a handle stands for: one key of one version of the registry.
 struct OpenKey {
@@ -30,7 +20,6 @@ struct OpenKey {
   const RegKey* key;
   int hive;
   std::vector<WString> path; // folded names from the hive's root
-  REGSAM access;
 };
 
 class HandleTable {
@@ -84,7 +73,7 @@ LONG resolve(HKEY key, std::shared_ptr<const OpenKey>& open) {
   }
   std::shared_ptr<const RegistryTree> tree = currentRegistry();
   const RegKey* root = tree->hive(slot);
-  open = std::make_shared<const OpenKey>(OpenKey{std::move(tree), root, slot, {}, KEY_READ});
+  open = std::make_shared<const OpenKey>(OpenKey{std::move(tree), root, slot, {}});
   return ERROR_SUCCESS;
 }
 
@@ -116,9 +105,6 @@ LONG findValue(HKEY key, LPCWSTR valueName, std::shared_ptr<const OpenKey>& open
                const RegValue*& value) {
   if (const LONG result = resolve(key, open); result != ERROR_SUCCESS) {
     return result;
-  }
-  if ((open->access & KEY_QUERY_VALUE) == 0) {
-    return ERROR_ACCESS_DENIED;
   }
   auto at = open->key->values.find(foldName(valueName != nullptr ? valueName : WString()));
   if (at == open->key->values.end()) {
@@ -206,11 +192,9 @@ LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, HKEY*
   if (options != 0) {
     return ERROR_INVALID_PARAMETER;
   }
-  if ((access & writeAccess) != 0) {
+  // The files are read only, and every key may be both queried and enumerated.
+  if ((access & ~KEY_READ) != 0) {
     return ERROR_ACCESS_DENIED;
-  }
-  if ((access & (genericRead | maximumAllowed)) != 0) {
-    access = (access & ~(genericRead | maximumAllowed)) | KEY_READ;
   }
   std::vector<WString> names;
   if (const LONG status = splitPath(subKey, names); status != ERROR_SUCCESS) {
@@ -225,7 +209,7 @@ LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, HKEY*
     slot = parent->hive;
   }
   // Every open sees the files as they are now, also one below a key opened earlier.
-  auto opened = std::make_shared<OpenKey>(OpenKey{currentRegistry(), nullptr, slot, {}, access});
+  auto opened = std::make_shared<OpenKey>(OpenKey{currentRegistry(), nullptr, slot, {}});
   const RegKey* at = opened->tree->hive(slot);
   if (parent != nullptr) {
     opened->path = parent->path;
@@ -254,37 +238,23 @@ LONG RegQueryValueExW(HKEY key, LPCWSTR valueName, DWORD* reserved, DWORD* type,
 
 LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameSize, DWORD* reserved,
                    LPWSTR className, DWORD* classSize, FILETIME* lastWriteTime) {
-  if (name == nullptr || nameSize == nullptr || reserved != nullptr ||
-      (className != nullptr && classSize == nullptr)) {
+  if (name == nullptr || nameSize == nullptr || reserved != nullptr || className != nullptr ||
+      classSize != nullptr || lastWriteTime != nullptr) {
     return ERROR_INVALID_PARAMETER;
   }
   std::shared_ptr<const OpenKey> open;
   if (const LONG status = resolve(key, open); status != ERROR_SUCCESS) {
     return status;
   }
-  if ((open->access & KEY_ENUMERATE_SUB_KEYS) == 0) {
-    return ERROR_ACCESS_DENIED;
-  }
   if (index >= open->key->subKeys.size()) {
     return ERROR_NO_MORE_ITEMS;
   }
   const RegKey& subKey = *open->key->subKeys[index];
-  if (*nameSize <= subKey.name.size() || (className != nullptr && *classSize == 0)) {
+  if (*nameSize <= subKey.name.size()) {
     return ERROR_MORE_DATA;
   }
   std::memcpy(name, subKey.name.c_str(), (subKey.name.size() + 1) * sizeof(WCHAR));
   *nameSize = static_cast<DWORD>(subKey.name.size());
-  if (className != nullptr) {
-    className[0] = 0;
-  }
-  if (classSize != nullptr) {
-    *classSize = 0;
-  }
-  if (lastWriteTime != nullptr) {
-    const auto ticks = static_cast<std::uint64_t>(subKey.lastWriteTime);
-    lastWriteTime->dwLowDateTime = static_cast<DWORD>(ticks);
-    lastWriteTime->dwHighDateTime = static_cast<DWORD>(ticks >> 32);
-  }
   return ERROR_SUCCESS;
 }
 

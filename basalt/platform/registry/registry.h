@@ -8,8 +8,7 @@
 // open. All operations are thread-safe. Results are Windows' codes: ERROR_FILE_NOT_FOUND for
 // a missing key or value, ERROR_MORE_DATA for a small buffer, ERROR_NO_MORE_ITEMS past the
 // last sub-key, ERROR_INVALID_HANDLE for a bad handle, ERROR_INVALID_PARAMETER for bad
-// arguments, and ERROR_ACCESS_DENIED for an open that asks for write access or a read that
-// the key's access doesn't allow.
+// arguments, and ERROR_ACCESS_DENIED for an open that asks for more than KEY_READ.
 
 #include "basalt/platform/registry/registry_types.h"
 
@@ -30,9 +29,8 @@ LONG RegQueryValueExW(HKEY key, LPCWSTR valueName, DWORD* reserved, DWORD* type,
                       DWORD* size);
 
 // The name of the sub-key at index, with a terminator; *nameSize is in characters, the
-// room on entry and the name's length without terminator on return. Keys have no class
-// here: a class buffer gets the empty text. lastWriteTime gets the modification time of
-// the file that last created the key or changed its values.
+// room on entry and the name's length without terminator on return. Keys have no class or
+// time here: reserved, className, classSize and lastWriteTime must be null.
 LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameSize, DWORD* reserved,
                    LPWSTR className, DWORD* classSize, FILETIME* lastWriteTime);
 

@@ -23,8 +23,6 @@ constexpr char defaultFile[] = "/etc/basalt/registry.reg";
 constexpr char defaultDirectory[] = "/etc/basalt/registry.d";
 constexpr char eventSourceName[] = "basalt registry";
 constexpr off_t maxFileSize = off_t{64} << 20;
-// Seconds from 1601 to 1970, the offset of FILETIME from the Unix epoch.
-constexpr std::int64_t fileTimeEpochOffset = 11644473600;
 
 struct FileStamp {
   dev_t device;
@@ -99,7 +97,7 @@ public:
     if (tree == nullptr || inputs != lastInputs) {
       auto built = std::make_shared<RegistryTree>();
       for (const auto& file : inputs) {
-        built->apply(file->operations, file->stamp.modified / 100 + fileTimeEpochOffset * 10000000);
+        built->apply(file->operations);
       }
       tree = std::move(built);
       lastInputs = std::move(inputs);

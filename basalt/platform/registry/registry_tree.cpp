@@ -17,14 +17,13 @@ template <class Keys> auto lowerBound(Keys& keys, const WString& folded) {
                           });
 }
 
-RegKey* findOrCreate(RegKey& parent, const WString& name, std::int64_t fileTime) {
+RegKey* findOrCreate(RegKey& parent, const WString& name) {
   WString folded = foldName(name);
   auto at = lowerBound(parent.subKeys, folded);
   if (at == parent.subKeys.end() || (*at)->foldedName != folded) {
     auto key = std::make_unique<RegKey>();
     key->name = name;
     key->foldedName = std::move(folded);
-    key->lastWriteTime = fileTime;
     at = parent.subKeys.insert(at, std::move(key));
   }
   return at->get();
@@ -56,7 +55,7 @@ const RegKey* RegKey::findSubKey(const WString& folded) const {
   return at != subKeys.end() && (*at)->foldedName == folded ? at->get() : nullptr;
 }
 
-void RegistryTree::apply(const std::vector<RegOperation>& operations, std::int64_t fileTime) {
+void RegistryTree::apply(const std::vector<RegOperation>& operations) {
   RegKey* current = nullptr;
   for (const RegOperation& operation : operations) {
     switch (operation.kind) {
@@ -65,7 +64,7 @@ void RegistryTree::apply(const std::vector<RegOperation>& operations, std::int64
       if (isHive(operation.hive)) {
         current = &hives[operation.hive];
         for (const WString& name : operation.path) {
-          current = findOrCreate(*current, name, fileTime);
+          current = findOrCreate(*current, name);
         }
       }
       break;
@@ -92,13 +91,11 @@ void RegistryTree::apply(const std::vector<RegOperation>& operations, std::int64
         }
         value.type = operation.type;
         value.data = operation.data;
-        current->lastWriteTime = fileTime;
       }
       break;
     case RegOperation::DeleteValue:
       if (current != nullptr) {
         current->values.erase(foldName(operation.name));
-        current->lastWriteTime = fileTime;
       }
       break;
     }

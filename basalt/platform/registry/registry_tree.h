@@ -8,7 +8,6 @@
 #include "basalt/platform/registry/reg_file_parser.h"
 
 #include <array>
-#include <cstdint>
 #include <map>
 #include <memory>
 
@@ -26,8 +25,6 @@ struct RegValue {
 struct RegKey {
   WString name;
   WString foldedName;
-  // When a file last created the key or set or deleted one of its values, as FILETIME ticks.
-  std::int64_t lastWriteTime = 0;
   // In case-blind alphabetical order.
   std::vector<std::unique_ptr<RegKey>> subKeys;
   std::map<WString, RegValue> values; // by folded name
@@ -38,8 +35,8 @@ struct RegKey {
 
 class RegistryTree {
 public:
-  // Applies one file's operations; fileTime stamps the keys they touch.
-  void apply(const std::vector<RegOperation>& operations, std::int64_t fileTime);
+  // Applies one file's operations.
+  void apply(const std::vector<RegOperation>& operations);
 
   // The root key of a hive slot (see reg_file_parser.h); null for a slot that holds no hive.
   const RegKey* hive(int slot) const;

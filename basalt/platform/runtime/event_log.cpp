@@ -125,17 +125,6 @@ std::string stringList(const std::vector<const std::string*>& strings) {
   return out;
 }
 
-std::string hexBytes(const void* data, DWORD size) {
-  static constexpr char digits[] = "0123456789abcdef";
-  std::string out;
-  const auto* bytes = static_cast<const unsigned char*>(data);
-  for (DWORD i = 0; i < size; ++i) {
-    out += digits[bytes[i] >> 4];
-    out += digits[bytes[i] & 0xF];
-  }
-  return out;
-}
-
 void sendToSyslog(const std::string& path, const std::string& datagram) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -272,8 +261,8 @@ BOOL CloseEventLog(HANDLE eventLog) {
 BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID userSid,
                   WORD stringCount, DWORD dataSize, LPCWSTR* strings, void* rawData) {
   const char* kind = typeName(type);
-  if (kind == nullptr || (stringCount > 0 && strings == nullptr) ||
-      (dataSize > 0 && rawData == nullptr)) {
+  if (kind == nullptr || (stringCount > 0 && strings == nullptr) || dataSize != 0 ||
+      rawData != nullptr) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return FALSE;
   }
@@ -302,7 +291,6 @@ BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID
     }
   }
   const std::string listed = stringList(values);
-  const std::string data = hexBytes(rawData, dataSize);
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
 
@@ -311,9 +299,6 @@ BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID
   std::string message = number;
   if (stringCount > 0) {
     message += ": " + listed;
-  }
-  if (!data.empty()) {
-    message += "; data " + data;
   }
   sendToSyslog(syslogPath, syslogHead(syslogPriority(type), now.tv_sec) + source + "[" +
                                std::to_string(::getpid()) + "]: " + message);
@@ -327,9 +312,6 @@ BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID
   appendJsonString(line, source);
   line += ",\"type\":\"" + std::string(kind) + "\",\"category\":" + std::to_string(category) +
           ",\"event\":" + std::to_string(eventId) + ",\"strings\":[" + listed + "]";
-  if (!data.empty()) {
-    line += ",\"data\":\"" + data + "\"";
-  }
   line += "}\n";
   return appendLine(file, line) ? TRUE : FALSE;
 }

@@ -5,15 +5,13 @@
 // as its identity, facility user, and a priority by its type: error as err, warning and
 // audit failure as warning, the others as info. The message reads
 //   event 0x0000002A, category 3: "first string", null, "third string"
-// with the strings quoted and escaped as in JSON, and "; data <hex>" behind them when the
-// event carries binary data.
+// with the strings quoted and escaped as in JSON. Events carry no binary data here.
 //
 // When the environment variable BASALT_EVENTLOG names a file, each event is also appended
 // to it as one JSON object on a line of its own, written and flushed at once:
 //   {"time":"2024-05-01T09:15:02.123Z","pid":4711,"source":"...","type":"warning",
 //    "category":3,"event":42,"strings":["first string",null,"third string"]}
-// with "data":"<hex>" added when the event carries binary data. Types are "success",
-// "error", "warning", "information", "audit success" and "audit failure".
+// Types are "success", "error", "warning", "information", "audit success" and "audit failure".
 //
 // Events are written to the syslog socket directly rather than through openlog and syslog,
 // so a client's own syslog identity and options stay as they were.
@@ -41,7 +39,8 @@ HANDLE OpenEventLogW(LPCWSTR serverName, LPCWSTR sourceName);
 BOOL CloseEventLog(HANDLE eventLog);
 
 // Adds one event. A null entry of strings is shown as null. FALSE with ERROR_INVALID_HANDLE
-// for an unknown handle, ERROR_INVALID_PARAMETER for an unknown type or missing strings, and
+// for an unknown handle, ERROR_INVALID_PARAMETER for an unknown type, missing strings or data,
+// and
 // the file's error when BASALT_EVENTLOG names a file that can't be appended to. Syslog takes
 // events as syslog(3) does: without a word when no syslog daemon listens.
 BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID userSid,

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <dirent.h>
-#include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -98,36 +97,10 @@ private:
   std::vector<char> row;
 };
 
-struct Entry {
-  std::string name;
-  DWORD attributes;
-};
-
 struct FindState {
-  std::vector<Entry> entries;
+  std::vector<std::string> names;
   std::size_t next = 0;
 };
-
-// Follows a link to tell a directory.
-DWORD attributesOf(int directory, const char* path) {
-  struct stat status {};
-  return ::fstatat(directory, path, &status, 0) == 0 && S_ISDIR(status.st_mode)
-             ? FILE_ATTRIBUTE_DIRECTORY
-             : FILE_ATTRIBUTE_NORMAL;
-}
-
-// The type the directory gives, when it gives one that needs no look at the entry itself.
-DWORD attributesOf(int directory, const dirent& entry) {
-  switch (entry.d_type) {
-  case DT_DIR:
-    return FILE_ATTRIBUTE_DIRECTORY;
-  case DT_LNK:
-  case DT_UNKNOWN:
-    return attributesOf(directory, entry.d_name);
-  default:
-    return FILE_ATTRIBUTE_NORMAL;
-  }
-}
 
 DWORD errorOfErrno(int error) {
   switch (error) {
@@ -151,7 +124,7 @@ DWORD errorOfMissingName(const std::string& directory, int error) {
 }
 
 DWORD listMatches(const std::string& directory, const WideString& component,
-                  std::vector<Entry>& entries) {
+                  std::vector<std::string>& names) {
   NamePattern pattern(component);
   DIR* stream = ::opendir(directory.c_str());
   if (stream == nullptr) {
@@ -159,19 +132,17 @@ DWORD listMatches(const std::string& directory, const WideString& component,
   }
   while (const dirent* entry = ::readdir(stream)) {
     if (pattern.matches(fromOsPath(entry->d_name))) {
-      entries.push_back({entry->d_name, attributesOf(::dirfd(stream), *entry)});
+      names.emplace_back(entry->d_name);
     }
   }
   ::closedir(stream);
-  std::sort(entries.begin(), entries.end(),
-            [](const Entry& a, const Entry& b) { return a.name < b.name; });
-  return entries.empty() ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS;
+  std::sort(names.begin(), names.end());
+  return names.empty() ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS;
 }
 
-void fill(const Entry& entry, WIN32_FIND_DATAW* data) {
-  data->dwFileAttributes = entry.attributes;
+void fill(const std::string& osName, WIN32_FIND_DATAW* data) {
   // NAME_MAX bytes never make more units than the buffer holds; the cut is a guard only.
-  const WideString name = fromOsPath(entry.name);
+  const WideString name = fromOsPath(osName);
   const std::size_t count = std::min<std::size_t>(name.size(), MAX_PATH - 1);
   std::copy_n(name.begin(), count, data->cFileName);
   data->cFileName[count] = 0;
@@ -194,15 +165,15 @@ HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
     return INVALID_HANDLE_VALUE;
   }
   const OsPathParts parts = splitOsPath(path);
-  std::vector<Entry> entries;
+  std::vector<std::string> names;
   DWORD error = ERROR_SUCCESS;
   if (parts.lastComponent.empty()) {
     error = errorOfMissingName(parts.directory, ENOENT);
   } else if (const WideString component = fromOsPath(parts.lastComponent);
              hasWildcards(component)) {
-    error = listMatches(parts.directory, component, entries);
+    error = listMatches(parts.directory, component, names);
   } else if (struct stat status{}; ::lstat(path.c_str(), &status) == 0) {
-    entries.push_back({parts.lastComponent, attributesOf(AT_FDCWD, path.c_str())});
+    names.push_back(parts.lastComponent);
   } else {
     error = errorOfMissingName(parts.directory, errno);
   }
@@ -210,8 +181,8 @@ HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
     SetLastError(error);
     return INVALID_HANDLE_VALUE;
   }
-  auto* state = new FindState{std::move(entries)};
-  fill(state->entries[state->next++], data);
+  auto* state = new FindState{std::move(names)};
+  fill(state->names[state->next++], data);
   return state;
 }
 
@@ -221,11 +192,11 @@ BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data) {
     return FALSE;
   }
   auto* state = static_cast<FindState*>(find);
-  if (state->next == state->entries.size()) {
+  if (state->next == state->names.size()) {
     SetLastError(ERROR_NO_MORE_FILES);
     return FALSE;
   }
-  fill(state->entries[state->next++], data);
+  fill(state->names[state->next++], data);
   return TRUE;
 }
 

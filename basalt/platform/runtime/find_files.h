@@ -14,12 +14,10 @@
 namespace basalt::platform {
 
 constexpr DWORD MAX_PATH = 260;
-constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
-constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 
+// Of an entry, only what the library reads: its name. (Windows' attributes, times and sizes
+// are not filled in here.)
 struct WIN32_FIND_DATAW {
-  // FILE_ATTRIBUTE_DIRECTORY for a directory or a link to one, else FILE_ATTRIBUTE_NORMAL.
-  DWORD dwFileAttributes;
   // The bare name, NUL-terminated.
   WCHAR cFileName[MAX_PATH];
 };

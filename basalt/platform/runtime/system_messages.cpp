@@ -46,11 +46,6 @@ constexpr SystemMessage systemMessages[] = {
                                     "image file.\r\n"},
 };
 
-constexpr DWORD supportedFlags =
-    FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
-constexpr DWORD languageNeutral = 0x00;
-constexpr DWORD languageEnglish = 0x09;
-
 const char* findText(DWORD number) {
   for (const SystemMessage& message : systemMessages) {
     if (message.number == number) {
@@ -67,45 +62,28 @@ DWORD fail(DWORD code) {
 
 } // namespace
 
-DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageId, DWORD languageId,
-                     LPWSTR buffer, DWORD size, va_list* arguments) {
-  if (buffer == nullptr) {
+DWORD FormatMessageW(DWORD flags, const void* /*source*/, DWORD messageId, DWORD languageId,
+                     LPWSTR buffer, DWORD /*size*/, va_list* arguments) {
+  constexpr DWORD primaryLanguageMask = 0x3FF;
+  if (flags != (FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM) ||
+      (languageId & primaryLanguageMask) != 0 || buffer == nullptr || arguments != nullptr) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  const bool allocate = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
-  if (allocate) {
-    *reinterpret_cast<LPWSTR*>(buffer) = nullptr;
-  }
-  if ((flags & ~supportedFlags) != 0 || (flags & FORMAT_MESSAGE_FROM_SYSTEM) == 0) {
-    return fail(ERROR_INVALID_PARAMETER);
-  }
-  const DWORD primaryLanguage = languageId & 0x3FF;
-  if (primaryLanguage != languageNeutral && primaryLanguage != languageEnglish) {
-    return fail(ERROR_RESOURCE_LANG_NOT_FOUND);
-  }
+  auto* const result = reinterpret_cast<LPWSTR*>(buffer);
+  *result = nullptr;
   const char* text = findText(messageId);
   if (text == nullptr) {
     return fail(ERROR_MR_MID_NOT_FOUND);
   }
-  if (arguments != nullptr && (flags & FORMAT_MESSAGE_IGNORE_INSERTS) == 0 &&
-      std::strchr(text, '%') != nullptr) {
-    return fail(ERROR_INVALID_PARAMETER);
-  }
   const std::size_t length = std::strlen(text);
-  WCHAR* target = buffer;
-  if (allocate) {
-    const std::size_t units = length + 1 > size ? length + 1 : size;
-    target = static_cast<WCHAR*>(std::malloc(units * sizeof(WCHAR)));
-    if (target == nullptr) {
-      return fail(ERROR_NOT_ENOUGH_MEMORY);
-    }
-    *reinterpret_cast<LPWSTR*>(buffer) = target;
-  } else if (size < length + 1) {
-    return fail(ERROR_INSUFFICIENT_BUFFER);
+  auto* const target = static_cast<WCHAR*>(std::malloc((length + 1) * sizeof(WCHAR)));
+  if (target == nullptr) {
+    return fail(ERROR_NOT_ENOUGH_MEMORY);
   }
   for (std::size_t i = 0; i <= length; ++i) {
     target[i] = static_cast<unsigned char>(text[i]);
   }
+  *result = target;
   return static_cast<DWORD>(length);
 }
 

@@ -13,22 +13,14 @@ namespace basalt::platform {
 using HLOCAL = void*;
 
 constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x00000100;
-constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x00000200;
-constexpr DWORD FORMAT_MESSAGE_FROM_STRING = 0x00000400;
-constexpr DWORD FORMAT_MESSAGE_FROM_HMODULE = 0x00000800;
 constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x00001000;
-constexpr DWORD FORMAT_MESSAGE_ARGUMENT_ARRAY = 0x00002000;
-constexpr DWORD FORMAT_MESSAGE_MAX_WIDTH_MASK = 0x000000FF;
 
-// Only FORMAT_MESSAGE_FROM_SYSTEM, with or without FORMAT_MESSAGE_ALLOCATE_BUFFER and
-// FORMAT_MESSAGE_IGNORE_INSERTS. With ALLOCATE_BUFFER, buffer is really an LPWSTR* that
-// receives a text to be freed with LocalFree, of at least size characters; otherwise the text
-// and its terminator are copied into buffer's size characters. Returns the text's length
-// without terminator, or 0 with the last error (and with ALLOCATE_BUFFER a null text):
-// ERROR_MR_MID_NOT_FOUND for a number without text, ERROR_RESOURCE_LANG_NOT_FOUND for a language
-// other than neutral or English, ERROR_INSUFFICIENT_BUFFER when the text doesn't fit,
-// ERROR_INVALID_PARAMETER for other flags or for arguments to a text with inserts. The layer takes
-// no arguments: inserts such as %1 stay as they stand.
+// Only the form the library asks for: FORMAT_MESSAGE_ALLOCATE_BUFFER |
+// FORMAT_MESSAGE_FROM_SYSTEM in the neutral language, without arguments. buffer is really an
+// LPWSTR* that receives a text to be freed with LocalFree; inserts such as %1 stay as they
+// stand. Returns the text's length without terminator, or 0 with a null text and the last
+// error: ERROR_MR_MID_NOT_FOUND for a number without text, ERROR_INVALID_PARAMETER for any
+// other flags, language or arguments.
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageId, DWORD languageId,
                      LPWSTR buffer, DWORD size, va_list* arguments);
 

@@ -110,50 +110,30 @@ TEST(PeImage, HostileResourceTreesFailCleanly) {
   const std::size_t block = offsetOf(read(good, dataEntry));
   const std::size_t directories = read(good, 0x3C) + 4 + 20 + 96;
 
+  constexpr plat::DWORD noName = plat::ERROR_RESOURCE_NAME_NOT_FOUND;
+  constexpr plat::DWORD noData = plat::ERROR_RESOURCE_DATA_NOT_FOUND;
+  const std::uint32_t blockItself = 0x80000000u | static_cast<std::uint32_t>(blocks - root);
   const struct {
     Bend bend;
     plat::UINT id;
     plat::DWORD error;
   } cases[] = {
-      {{"type entry loops to the root", typeEntry + 4, 4, 0x80000000u},
-       1,
-       plat::ERROR_RESOURCE_NAME_NOT_FOUND},
-      {{"type entry past the end", typeEntry + 4, 4, 0x8FFFFFF0u},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"type entry names data", typeEntry + 4, 4, 0x10u}, 1, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"entry counts overflow the section", root + 12, 4, 0xFFFFFFFFu},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"block loops to itself", blockEntry + 4, 4,
-        0x80000000u | static_cast<std::uint32_t>(blocks - root)},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"language names a directory", languages + 16 + 4, 4, 0x80000000u},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"data entry past the end", languages + 16 + 4, 4, 0x7FFFFFF0u},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"data RVA past the end", dataEntry, 4, 0x7FFFFFF0u},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"data size overflows", dataEntry + 4, 4, 0xFFFFFFFFu},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"data at an odd address", dataEntry, 4, read(good, dataEntry) + 1},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"no resource directory", directories + 2 * 8, 4, 0},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
+      {{"type entry loops to the root", typeEntry + 4, 4, 0x80000000u}, 1, noName},
+      {{"type entry past the end", typeEntry + 4, 4, 0x8FFFFFF0u}, 1, noData},
+      {{"type entry names data", typeEntry + 4, 4, 0x10u}, 1, noData},
+      {{"entry counts overflow the section", root + 12, 4, 0xFFFFFFFFu}, 1, noData},
+      {{"block loops to itself", blockEntry + 4, 4, blockItself}, 1, noData},
+      {{"language names a directory", languages + 16 + 4, 4, 0x80000000u}, 1, noData},
+      {{"data entry past the end", languages + 16 + 4, 4, 0x7FFFFFF0u}, 1, noData},
+      {{"data RVA past the end", dataEntry, 4, 0x7FFFFFF0u}, 1, noData},
+      {{"data size overflows", dataEntry + 4, 4, 0xFFFFFFFFu}, 1, noData},
+      {{"data at an odd address", dataEntry, 4, read(good, dataEntry) + 1}, 1, noData},
+      {{"no resource directory", directories + 2 * 8, 4, 0}, 1, noData},
       // A string whose length runs past its block: it and those after it are lost, those
       // before it are not.
-      {{"string 1 runs past its block", block + 2, 2, 0xFFFF},
-       1,
-       plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"string 3 behind it", block + 2, 2, 0xFFFF}, 3, plat::ERROR_RESOURCE_DATA_NOT_FOUND},
-      {{"string 0 before it", block + 2, 2, 0xFFFF}, 0, plat::ERROR_RESOURCE_NAME_NOT_FOUND},
+      {{"string 1 runs past its block", block + 2, 2, 0xFFFF}, 1, noData},
+      {{"string 3 behind it", block + 2, 2, 0xFFFF}, 3, noData},
+      {{"string 0 before it", block + 2, 2, 0xFFFF}, 0, noName},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(lookUp(bent(good, c.bend), c.id), c.error) << c.bend.what;

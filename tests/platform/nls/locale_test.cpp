@@ -60,16 +60,4 @@ TEST(Locale, LanguageAndCodePageComeFromThePosixLocaleAndItsOverrides) {
   }
 }
 
-TEST(Locale, SizeZeroAsksForTheRoomAndShortBuffersOrUnknownItemsFailUntouched) {
-  EXPECT_EQ(
-      plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, nullptr, 0), 4);
-  plat::WCHAR buffer[3] = {'x', 'x', 'x'};
-  plat::SetLastError(0);
-  EXPECT_EQ(
-      plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, plat::LOCALE_SABBREVLANGNAME, buffer, 3), 0);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INSUFFICIENT_BUFFER);
-  EXPECT_EQ(plat::GetLocaleInfoW(plat::LOCALE_USER_DEFAULT, 0x9999, buffer, 3), 0);
-  EXPECT_EQ(buffer[0], 'x');
-}
-
 } // namespace
