@@ -266,6 +266,7 @@ int findLocalDebugInfo(Dwfl_Module* module, void** userData, const char* moduleN
     return byId;
   }
   const std::string directory = splitOsPath(fileName).directory;
+  const std::string name = std::string("/") + debugLink;
   std::vector<std::string> candidates;
   std::string entries = *userData != nullptr ? static_cast<const char*>(*userData) : "";
   for (std::size_t start = 0; start <= entries.size();) {
@@ -273,12 +274,12 @@ int findLocalDebugInfo(Dwfl_Module* module, void** userData, const char* moduleN
     const std::string entry = entries.substr(start, end - start);
     start = end + 1;
     if (entry.empty()) {
-      candidates.push_back(directory + "/" + debugLink);
+      candidates.push_back(directory + name);
     } else if (entry.front() != '/') {
-      candidates.push_back(directory + "/" + entry + "/" + debugLink);
+      candidates.push_back((directory + '/').append(entry).append(name));
     } else {
-      candidates.push_back(entry + directory + "/" + debugLink);
-      candidates.push_back(entry + "/" + debugLink);
+      candidates.push_back((entry + directory).append(name));
+      candidates.push_back(entry + name);
     }
   }
   for (const std::string& candidate : candidates) {
