@@ -174,10 +174,6 @@ HMODULE findModule(const ModuleName& name) {
       return module.handle;
     }
   }
-  // Of the objects the dynamic loader mapped by itself, the library asks only for its own.
-  if (!name.namesThisLibrary()) {
-    return nullptr;
-  }
   for (const SharedObject& object : sharedObjects()) {
     if (name.matches(object.path)) {
       if (HMODULE handle = handleAt(object.address)) {
@@ -185,7 +181,10 @@ HMODULE findModule(const ModuleName& name) {
       }
     }
   }
-  return handleAt(reinterpret_cast<const void*>(&GetModuleHandleW));
+  if (name.namesThisLibrary()) {
+    return handleAt(reinterpret_cast<const void*>(&GetModuleHandleW));
+  }
+  return nullptr;
 }
 
 std::string pathOf(HMODULE module) {

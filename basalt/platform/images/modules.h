@@ -1,7 +1,10 @@
 #ifndef BASALT_PLATFORM_IMAGES_MODULES_H
 #define BASALT_PLATFORM_IMAGES_MODULES_H
 
-// The modules the layer itself has loaded (see registerLoadedModule), and this library's own.
+// The modules of the process: the main program, every shared object the dynamic loader has
+// mapped, and the modules that the layer itself has loaded (see registerLoadedModule).
+//
+// A shared object's handle is the one dlopen gives for it, so it serves for dlsym too.
 //
 // A name without a directory matches a module by its file name. A name that ends in ".dll"
 // or ".exe", or has no extension (Windows then takes ".dll"), matches by its stem: "X",
@@ -10,10 +13,8 @@
 // ("libX.so" finds libX.so.1). A name with a directory matches in that directory only.
 // Names compare case-sensitively, but for the ".dll" and ".exe" endings.
 //
-// "basalt" and "basalt.dll" find a shared object the dynamic loader mapped by those rules, and
-// otherwise the module that holds this library's code: the executable, when the library is
-// linked into it. Its handle is the one dlopen gives for it, so it serves for dlsym too. No
-// other object the loader mapped by itself is found by name.
+// "basalt" and "basalt.dll" also find the module that holds this library's code when no
+// shared object by that name is loaded: the executable, when the library is linked into it.
 
 #include "basalt/platform/base/win_types.h"
 
