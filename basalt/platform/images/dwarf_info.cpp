@@ -180,6 +180,21 @@ void addScopesAt(Dwarf_Die* parent, Dwarf_Addr pc, std::vector<Dwarf_Die>& scope
   });
 }
 
+// The unit that holds address. Without .debug_aranges (clang doesn't write them) libdwfl's
+// look-up finds none, and only the units' own ranges tell.
+Dwarf_Die* unitAt(Dwfl_Module* module, Dwarf_Addr address, Dwarf_Addr& bias) {
+  if (Dwarf_Die* unit = dwfl_module_addrdie(module, address, &bias)) {
+    return unit;
+  }
+  for (Dwarf_Die* unit = dwfl_module_nextcu(module, nullptr, &bias); unit != nullptr;
+       unit = dwfl_module_nextcu(module, unit, &bias)) {
+    if (dwarf_haspc(unit, address - bias) > 0) {
+      return unit;
+    }
+  }
+  return nullptr;
+}
+
 BasicType basicType(Dwarf_Die* type) {
   Dwarf_Attribute attribute;
   Dwarf_Word encoding = 0;
@@ -355,12 +370,7 @@ const std::vector<DebugVariable>& DwarfInfo::locals(ULONG64 address) const {
 
 std::vector<DebugVariable> DwarfInfo::findLocals(ULONG64 address) const {
   Dwarf_Addr unitBias = 0;
-  Dwarf_Die* unit = dwfl_module_addrdie(module, address, &unitBias);
-  // Without .debug_aranges (clang doesn't write them) only the units' own ranges tell.
-  for (Dwarf_Die* next = nullptr;
-       unit == nullptr && (next = dwfl_module_nextcu(module, next, &unitBias)) != nullptr;) {
-    unit = dwarf_haspc(next, address - unitBias) > 0 ? next : nullptr;
-  }
+  Dwarf_Die* unit = unitAt(module, address, unitBias);
   std::vector<Dwarf_Die> scopes;
   if (unit != nullptr) {
     addScopesAt(unit, address - unitBias, scopes);
