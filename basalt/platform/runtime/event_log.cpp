@@ -311,8 +311,7 @@ BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID
       "{\"time\":\"" + isoTime(now) + "\",\"pid\":" + std::to_string(::getpid()) + ",\"source\":";
   appendJsonString(line, source);
   line += ",\"type\":\"" + std::string(kind) + "\",\"category\":" + std::to_string(category) +
-          ",\"event\":" + std::to_string(eventId) + ",\"strings\":[" + listed + "]";
-  line += "}\n";
+          ",\"event\":" + std::to_string(eventId) + ",\"strings\":[" + listed + "]}\n";
   return appendLine(file, line) ? TRUE : FALSE;
 }
 
