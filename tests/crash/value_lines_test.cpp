@@ -163,7 +163,7 @@ const char* const globalLines =
 
 // Both layouts give the globals once, then the locals where the procedure holds the frame;
 // data that names a program database, a stripped image, a real DLL of the LLVM linker without
-// debug data, and no image at all give nothing, quietly.
+// debug data, an ELF file and no image at all give nothing, quietly.
 TEST(ValueLines, LocalsShowOnlyWhereTheProcedureHoldsTheFrame) {
   const basalt::test::ScratchDirectory temp;
   const basalt::test::EnvironmentVariable path{"path", temp.path().c_str()};
@@ -210,6 +210,7 @@ TEST(ValueLines, LocalsShowOnlyWhereTheProcedureHoldsTheFrame) {
       {image(nb11, "NB10", locals), false},
       {image(nb11, "NB11", locals, true), false},
       {basalt::test::fileBytes(BASALT_BINARY_DIR "/tests/modules/strings_201_ENU.dll"), false},
+      {basalt::test::fileBytes(BASALT_BINARY_DIR "/tests/modules/test_plugin.so"), false},
       {"", false}};
   alignas(8) unsigned char stackBytes[128] = {};
   unsigned char* const frame = stackBytes + 112; // what the frame pointer points at

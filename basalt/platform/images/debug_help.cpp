@@ -70,7 +70,7 @@ struct CachedDwarf {
 struct Session {
   std::mutex mutex;
   bool initialised = false;
-  DWORD options = SYMOPT_UNDNAME | SYMOPT_DEFERRED_LOADS;
+  DWORD options = SYMOPT_DEFERRED_LOADS;
   std::string searchPath;
   std::vector<Module> modules;
   // Symbol tables by file, kept past SymCleanup: each report starts a session of its own, and
@@ -217,12 +217,7 @@ const DwarfInfo* dwarfOf(Session& state, Module& module) {
 
 Module* findModule(Session& state, DWORD64 address) {
   const auto holds = [address](const Module& m) { return address >= m.base && address < m.end; };
-  auto found = std::find_if(state.modules.begin(), state.modules.end(), holds);
-  if (found == state.modules.end()) {
-    // Perhaps loaded since the list was made.
-    state.modules = listModules();
-    found = std::find_if(state.modules.begin(), state.modules.end(), holds);
-  }
+  const auto found = std::find_if(state.modules.begin(), state.modules.end(), holds);
   return found == state.modules.end() ? nullptr : &*found;
 }
 
@@ -536,13 +531,6 @@ BOOL SymGetSymFromAddr(HANDLE process, DWORD64 address, DWORD64* displacement,
   if (name.empty()) {
     SetLastError(ERROR_INVALID_ADDRESS);
     return FALSE;
-  }
-  if (((*state).options & SYMOPT_UNDNAME) != 0) {
-    std::vector<char> plain(symbol->MaxNameLength + 1);
-    if (UnDecorateSymbolName(name.c_str(), plain.data(), static_cast<DWORD>(plain.size()),
-                             UNDNAME_NAME_ONLY) != 0) {
-      name = plain.data();
-    }
   }
   symbol->Address = start;
   symbol->Size = static_cast<DWORD>(size);

@@ -38,7 +38,6 @@ namespace basalt::platform {
 constexpr DWORD IMAGE_FILE_MACHINE_AMD64 = 0x8664;
 constexpr DWORD ERROR_INVALID_ADDRESS = 487;
 
-constexpr DWORD SYMOPT_UNDNAME = 0x2;
 constexpr DWORD SYMOPT_DEFERRED_LOADS = 0x4;
 
 constexpr DWORD UNDNAME_COMPLETE = 0x0;
