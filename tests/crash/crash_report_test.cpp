@@ -228,8 +228,6 @@ TEST_F(CrashReportTest, FaultsOnOtherThreadsAreReportedThenEndTheProcess) {
     EXPECT_NE(text.find("       Symbol:  probe::writeThroughNull  +"), std::string::npos) << text;
     EXPECT_EQ(text.substr(text.size() - std::strlen(reportTrailer)), reportTrailer);
   }
-  EXPECT_EQ(probe("divide", "attached", "3").output,
-            std::string(caughtLine) + caughtLine + caughtLine);
 }
 
 // Code without frame pointers and the C library's own: only unwind tables lead through them;
@@ -307,7 +305,8 @@ TEST_F(CrashReportTest, TheSameContextIsReportedOnce) {
             text.find("Symbol:  (anonymous namespace)::reportFromCaller  +"));
 }
 
-TEST_F(CrashReportTest, AContextWithNoStackGivesOneFrameAndTheTrailer) {
+// A context without a stack, then one whose report can't be opened.
+TEST_F(CrashReportTest, AContextWithNoStackGivesOneFrameAndAFileThatCantBeOpenedNothing) {
   static plat::CONTEXT context{};
   context.Rip = 1;
   context.Rbp = 8;
@@ -322,12 +321,11 @@ TEST_F(CrashReportTest, AContextWithNoStackGivesOneFrameAndTheTrailer) {
                           "0x0000000000000008 \n" +
                           std::string(84, '_') + reportTrailer;
   EXPECT_EQ(text.substr(text.size() - end.size()), end) << text;
-}
 
-TEST_F(CrashReportTest, AReportThatCantBeOpenedWritesNothing) {
+  std::filesystem::remove(temp.path() / "LowmarshTrace.log");
   std::filesystem::create_directory(temp.path() / "LowmarshTrace.log");
-  static plat::CONTEXT context{};
-  reportFromCaller(context);
+  static plat::CONTEXT other{};
+  reportFromCaller(other);
   EXPECT_TRUE(std::filesystem::is_empty(temp.path() / "LowmarshTrace.log"));
 }
 

@@ -1,4 +1,4 @@
-// Built with -O2 -fomit-frame-pointer whatever the build type (see CMakeLists.txt).
+// Built with -O2 -g -fomit-frame-pointer whatever the build type (see CMakeLists.txt).
 
 #include "tests/crash/crash_probe_faults.h"
 
@@ -38,6 +38,14 @@ template <class Function> Function cLibrary(const char* name) {
 }
 
 } // namespace
+
+__attribute__((noinline, no_sanitize("address", "undefined"))) int
+faultInRegisters(int seed, volatile int* target) {
+  const int counter = seed * 3;
+  volatile int kept = seed + 1;
+  *target = counter; // NOLINT(clang-analyzer-core.NullDereference): the fault is the point
+  return counter + kept;
+}
 
 __attribute__((noinline)) void optimisedOuter() {
   optimisedMiddle(nowhere);
