@@ -18,12 +18,8 @@ namespace {
 
 class UnicodeLayer : public ::testing::Test {
 protected:
-  UnicodeLayer() {
-    std::filesystem::create_directories(sandbox.path("root"));
-    std::filesystem::create_directories(sandbox.path("searched"));
-  }
-
   void placeLayer(const std::string& directory) const {
+    std::filesystem::create_directories(sandbox.path(directory));
     std::filesystem::copy_file(basalt::test::modulePath("strings_201_ENU.dll"),
                                sandbox.path(directory) + "/unicows.dll");
   }
