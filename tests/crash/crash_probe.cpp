@@ -4,9 +4,7 @@
 //
 //   crash_probe <fault> <where> [times]
 //
-// fault: null-write, indirect-write, divide, illegal, null-call, raise, locals (-O0 code with
-// variables), registers (-O2 code), optimised, comparator, memcpy (crash_probe_faults.h), and
-// frame-pointers (below a frame without unwind tables).
+// fault: one of faultBelow's kinds.
 // where: main (the loading thread), busy (the loading thread while a translation is under way),
 // attached (a new thread that runs the entry point's thread attach), plain (a new thread that
 // doesn't). Prints "caught <code> <module> <text> <level>" for each AnyError caught. With
