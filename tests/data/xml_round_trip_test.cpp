@@ -170,7 +170,7 @@ protected:
 
 // These three: documents that a writer's own rules would change. XHTML, which they would put
 // in a namespace and give a <meta>; defaults, written with their references, and one that
-// doesn't suit its type; a parameter entity that is never read; EBCDIC.
+// doesn't suit its type; entities that are never read; EBCDIC and UTF-16.
 TEST_F(XmlRoundTrip, AnXhtmlDocumentKeepsItsNamespaceAndHead) {
   roundTrip("<?xml version=\"1.0\"?>\n<!DOCTYPE html PUBLIC \"-//W3C//DTD XHTML 1.0 Strict//EN\" "
             "\"http://www.w3.org/TR/xhtml1/DTD/xhtml1-strict.dtd\">\n"
@@ -178,17 +178,29 @@ TEST_F(XmlRoundTrip, AnXhtmlDocumentKeepsItsNamespaceAndHead) {
 }
 
 TEST_F(XmlRoundTrip, AnInternalSubsetComesBackWellFormed) {
+  scratch.write("secret.txt", "SECRET");
   const std::string saved =
       roundTrip("<?xml version=\"1.0\"?>\n<!DOCTYPE doc [\n"
                 "<!ATTLIST doc a CDATA \"&lt;&gt;&quot;\">\n"
                 "<!ATTLIST doc b NMTOKEN \"not a token\">\n"
-                "<!ENTITY % ext SYSTEM \"never-read.ent\">\n%ext;\n]>\n<doc/>\n");
+                "<!ENTITY e SYSTEM \"file://" +
+                scratch.os("secret.txt") +
+                "\">\n"
+                "<!ENTITY % ext SYSTEM \"never-read.ent\">\n%ext;\n]>\n<doc>&e;</doc>\n");
   EXPECT_NE(saved.find("%ext;"), std::string::npos) << saved;
+  EXPECT_EQ(saved.find("SECRET"), std::string::npos) << saved;
 }
 
-TEST_F(XmlRoundTrip, AnEbcdicDocumentKeepsItsDeclaration) {
+TEST_F(XmlRoundTrip, OtherEncodingsKeepTheirDeclaration) {
   roundTrip(ebcdic(
       "<?xml version=\"1.0\" encoding=\"IBM037\" standalone=\"yes\"?>\n<r a=\"x\">text</r>\n"));
+  const std::u16string text = u"\uFEFF<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n"
+                              u"<w xml:space=\"preserve\"> <z>\u00e4\U0001F600</z> </w>";
+  std::string utf16le;
+  for (const char16_t unit : text) {
+    utf16le += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+  }
+  EXPECT_EQ(roundTrip(utf16le).substr(0, 4), std::string("\xFF\xFE<\0", 4));
 }
 
 TEST_F(XmlRoundTrip, TextKeepsItsCrLfLineEnds) {
