@@ -12,6 +12,7 @@
 
 #include <future>
 #include <gtest/gtest.h>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -50,8 +51,9 @@ std::string freeForOthers(MarlowMutex& mutex, MarlowRecursiveMutex& recursive,
       .get();
 }
 
-// Each kind of guard holds its lock for the scope, re-entered or not, and releases it also
-// when an exception leaves the scope.
+// Each kind of guard holds its lock for the scope, needs each taking released, and releases
+// also when an exception leaves the scope. The thread library's errors reach the caller
+// unchanged: only the owner may unlock, wait or notify.
 TEST(MarlowSynchronized, EveryKindReleasesItsOwnLock) {
   MarlowMutex mutex;
   MarlowRecursiveMutex recursive;
@@ -59,36 +61,66 @@ TEST(MarlowSynchronized, EveryKindReleasesItsOwnLock) {
   EXPECT_THROW(
       {
         MarlowSynchronized a(mutex);
-        { MarlowSynchronized inner(mutex); }
         MarlowSynchronized b(recursive);
         MarlowSynchronized c(monitor);
-        MarlowSynchronized again(monitor);
+        {
+          MarlowSynchronized again(mutex);
+          MarlowSynchronized againRecursive(recursive);
+          MarlowSynchronized againMonitor(monitor);
+        }
         EXPECT_EQ(freeForOthers(mutex, recursive, monitor), "");
+        EXPECT_THROW(std::async(std::launch::async, [&] { recursive.unlock(); }).get(),
+                     plat::JTCIllegalMonitorStateException);
+        EXPECT_TRUE(recursive.trylock()); // the owner re-enters
+        recursive.unlock();
         monitor.wait(0); // the guard's hold is the monitor's own lock
         throw std::runtime_error("leaves the scope");
       },
       std::runtime_error);
   EXPECT_EQ(freeForOthers(mutex, recursive, monitor), "mutex recursive monitor");
-  // The thread library's errors reach the caller unchanged.
   EXPECT_THROW(monitor.notify(), plat::JTCIllegalMonitorStateException);
+  EXPECT_THROW(monitor.wait(), plat::JTCIllegalMonitorStateException);
+  EXPECT_THROW(monitor.unlock(), plat::JTCIllegalMonitorStateException);
+  EXPECT_THROW(recursive.unlock(), plat::JTCIllegalMonitorStateException);
 }
 
-TEST(MarlowInitialize, CopiesShareOneHoldOnTheThreadLibrary) {
+// The first hold starts the thread library and the last ends it, from any thread; copies
+// share a hold. A thread the library didn't start is known while any copy of its adoption
+// lives.
+TEST(MarlowInitialize, FirstHoldStartsAndLastEndsFromAnyThreadAndAdoptionsShareOne) {
+  // This executable's own process attach holds the library; give it back for the test.
   basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_DETACH, nullptr);
+  ASSERT_FALSE(plat::JTCInitialize::initialized());
+  EXPECT_FALSE(plat::JTCInitialize::getTermGroup());
   {
-    basalt::MarlowInitialize first;
-    {
-      basalt::MarlowInitialize copy(first);
-      basalt::MarlowInitialize assigned;
-      assigned = copy;
-      copy = assigned;
+    const basalt::MarlowInitialize outer;
+    std::thread threads[4];
+    for (std::thread& thread : threads) {
+      thread = std::thread([] {
+        for (int i = 0; i < 2000; ++i) {
+          basalt::MarlowInitialize inner;
+          basalt::MarlowInitialize copy(inner);
+          copy = inner;
+        }
+      });
     }
-    EXPECT_TRUE(plat::JTCInitialize::initialized());
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    EXPECT_TRUE(plat::JTCInitialize::getTermGroup());
     std::thread([] {
-      basalt::MarlowAdoptCurrentThread adopt;
-      basalt::MarlowAdoptCurrentThread copy(adopt);
-      copy = adopt;
-      EXPECT_NE(plat::JTCThread::currentThread(), nullptr);
+      auto adopt = std::make_unique<basalt::MarlowAdoptCurrentThread>();
+      plat::JTCThread* self = plat::JTCThread::currentThread();
+      ASSERT_NE(self, nullptr);
+      EXPECT_TRUE(self->isAlive());
+      {
+        const basalt::MarlowAdoptCurrentThread nested;
+        basalt::MarlowAdoptCurrentThread copy(*adopt);
+        copy = nested;
+        adopt.reset();
+        EXPECT_EQ(plat::JTCThread::currentThread(), self);
+      }
+      EXPECT_EQ(plat::JTCThread::currentThread(), nullptr);
     }).join();
   }
   EXPECT_FALSE(plat::JTCInitialize::initialized());

@@ -1,10 +1,7 @@
 #include "basalt/concurrency/read_write_lock.h"
-#include "basalt/platform/base/thread_state.h"
-#include "basalt/platform/threads/thread_interruption.h"
 #include "support/bounded_wait.h"
 
 #include <atomic>
-#include <deque>
 #include <future>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -12,95 +9,52 @@
 
 namespace {
 
-namespace plat = basalt::platform;
 using basalt::PavaneSynchronizedRead;
 using basalt::PavaneSynchronizedWrite;
 using basalt::ReadWriteLock;
-using basalt::test::await;
 using basalt::test::finish;
+using basalt::test::startBlocked;
 
-// A thread that takes a lock and tells when it has it.
-class Taker {
-public:
-  template <class Take> explicit Taker(Take take) {
-    done = std::async(std::launch::async, [this, take] {
-      id = plat::GetCurrentThreadId();
-      take();
-      holding = true;
-    });
-    await([this] { return id != 0; });
-  }
-  ~Taker() {
-    finish("a thread taking a lock", [this] { done.get(); });
-  }
-
-  // Blocked for good in the lock: waiting in the thread library and not holding.
-  bool waiting() const { return !holding && plat::blockedInThreadLibrary(id); }
-  void awaitWaiting() const {
-    await([this] { return waiting(); });
-  }
-  void awaitHolding() const {
-    await([this] { return holding.load(); });
-  }
-
-  std::atomic<plat::DWORD> id{0};
-  std::atomic<bool> holding{false};
-
-private:
-  std::future<void> done;
-};
+// Takes a read lock on a thread of its own, which ends holding it.
+void readLockElsewhere(ReadWriteLock& lock) {
+  finish("a reader", [&] { lock.read_lock(); });
+}
 
 TEST(ReadWriteLock, ReadersShareAndAWaitingWriterStopsNoReader) {
   ReadWriteLock lock;
   lock.read_lock();
-  Taker secondReader([&] { lock.read_lock(); });
-  secondReader.awaitHolding(); // two readers at once
-  Taker writer([&] { lock.write_lock(); });
-  writer.awaitWaiting();
+  readLockElsewhere(lock); // two readers at once
+  std::atomic<bool> writing{false};
+  auto writer = startBlocked([&] {
+    lock.write_lock();
+    writing = true;
+  });
   // A reader that comes while the writer waits goes in: no preference for writers.
-  Taker lateReader([&] { lock.read_lock(); });
-  lateReader.awaitHolding();
+  readLockElsewhere(lock);
   lock.read_unlock();
   lock.read_unlock();
-  EXPECT_TRUE(writer.waiting());
+  EXPECT_FALSE(writing);
   lock.read_unlock(); // the last reader lets the writer in
-  writer.awaitHolding();
+  finish("a writer", [&] { writer.get(); });
   lock.write_unlock();
 }
 
-TEST(ReadWriteLock, WriterExcludesEveryoneAndItsReleaseLetsAllReadersGo) {
+TEST(ReadWriteLock, WriterExcludesReadersAndItsReleaseLetsThemAllGo) {
   ReadWriteLock lock;
   lock.write_lock();
-  std::deque<Taker> readers;
-  for (int i = 0; i < 3; ++i) {
-    readers.emplace_back([&] { lock.read_lock(); });
+  std::future<void> readers[3];
+  for (std::future<void>& reader : readers) {
+    reader = startBlocked([&] { lock.read_lock(); });
   }
-  Taker writer([&] { lock.write_lock(); });
-  for (const Taker& reader : readers) {
-    reader.awaitWaiting();
-  }
-  writer.awaitWaiting();
   lock.write_unlock();
-  // The readers may beat the writer or not; either way the readers end up together, or the
-  // writer alone first.
-  const auto readersIn = [&] {
-    int in = 0;
-    for (const Taker& reader : readers) {
-      in += reader.holding ? 1 : 0;
+  finish("a reader", [&] {
+    for (std::future<void>& reader : readers) {
+      reader.get();
     }
-    return in;
-  };
-  await([&] { return writer.holding || readersIn() == 3; });
-  if (writer.holding) {
-    EXPECT_EQ(readersIn(), 0);
-    lock.write_unlock();
-    await([&] { return readersIn() == 3; });
-  }
+  });
   for (int i = 0; i < 3; ++i) {
     lock.read_unlock();
   }
-  writer.awaitHolding();
-  lock.write_unlock();
 }
 
 // Unlocks without a lock change nothing; a guard releases when an exception leaves its scope.
@@ -122,8 +76,7 @@ TEST(ReadWriteLock, StrayUnlocksAndGuardsLeftByExceptions) {
       },
       std::runtime_error);
   lock.read_unlock(); // readers stayed at 0: a write lock goes in at once
-  Taker writer([&] { lock.write_lock(); });
-  writer.awaitHolding();
+  finish("a writer", [&] { lock.write_lock(); });
   lock.write_unlock();
 }
 

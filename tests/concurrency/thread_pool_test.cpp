@@ -24,7 +24,6 @@ using basalt::test::startBlocked;
 // One request of a test: what its function is to do, and what it saw.
 struct Job {
   std::shared_future<void> gate; // waited for, when set
-  bool untilStopped = false;     // polls the stop flag until it is raised
   int throwKind = 0;             // 1: a BaseError, 2: an int
   bool cleanupThrows = false;
   std::promise<void>* opens = nullptr; // set by the clean-up, when given
@@ -47,9 +46,6 @@ void* runJob(FlaggedArg* arg) {
   ++job->started;
   if (job->gate.valid()) {
     job->gate.wait();
-  }
-  while (job->untilStopped && arg->flag->value() == 0) {
-    std::this_thread::yield();
   }
   job->lastLook = arg->flag->value();
   delete arg;
@@ -96,41 +92,23 @@ std::uint32_t occupy(ThreadRequester& requester, Job& job, std::promise<void>& o
 }
 
 // The destructor lets every queued request run, and refuses requests while it waits for them.
-TEST(ThreadPool, QueuedWorkStillRunsAtShutdownAndLaterRequestsGetZero) {
-  std::promise<void> open;
-  auto* pool = new ThreadPool(1, 4, 1);
-  ThreadRequester requester(pool);
-  Job jobs[5];
-  occupy(requester, jobs[0], open);
-  for (int i = 1; i < 4; ++i) {
-    EXPECT_NE(submit(requester, jobs[i]), 0u);
-  }
-  auto destroyer = startBlocked([pool] { delete pool; });
-  EXPECT_EQ(submit(requester, jobs[4]), 0u);
-  requester.setThreadPool(nullptr);
-  open.set_value();
-  finish("the destructor", [&] { destroyer.get(); });
-  for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(jobs[i].finished, i < 4 ? 1 : 0);
-    EXPECT_EQ(jobs[i].cleanups, 0);
-  }
-}
-
 // Of two callers waiting for room when the pool goes, one may get the place that the worker
 // frees; the other is woken by the shutdown. Either way a request that got an id ran.
-TEST(ThreadPool, CallersWaitingForRoomAtShutdownGetZeroOrRun) {
+TEST(ThreadPool, QueuedWorkStillRunsAtShutdownAndLaterRequestsGetZero) {
   std::promise<void> open;
-  auto* pool = new ThreadPool(1, 1, 1);
+  auto* pool = new ThreadPool(1, 2, 1);
   ThreadRequester requester(pool);
-  Job jobs[4];
+  Job jobs[6];
   occupy(requester, jobs[0], open);
-  submit(requester, jobs[1]);
+  EXPECT_NE(submit(requester, jobs[1]), 0u);
+  EXPECT_NE(submit(requester, jobs[2]), 0u);
   std::uint32_t ids[2] = {};
   std::future<void> callers[2];
   for (int i = 0; i < 2; ++i) { // these wait for room
-    callers[i] = startBlocked([&, i] { ids[i] = submit(requester, jobs[2 + i], nullptr); });
+    callers[i] = startBlocked([&, i] { ids[i] = submit(requester, jobs[3 + i], nullptr); });
   }
   auto destroyer = startBlocked([pool] { delete pool; });
+  EXPECT_EQ(submit(requester, jobs[5]), 0u);
   open.set_value();
   finish("a caller or the destructor", [&] {
     for (auto& caller : callers) {
@@ -139,10 +117,11 @@ TEST(ThreadPool, CallersWaitingForRoomAtShutdownGetZeroOrRun) {
     destroyer.get();
   });
   requester.setThreadPool(nullptr);
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(jobs[2 + i].finished, ids[i] != 0 ? 1 : 0);
+  for (int i = 0; i < 6; ++i) {
+    const bool ran = i < 3 || (i < 5 && ids[i - 3] != 0);
+    EXPECT_EQ(jobs[i].finished, ran ? 1 : 0) << i;
+    EXPECT_EQ(jobs[i].cleanups, 0) << i;
   }
-  EXPECT_EQ(jobs[1].finished, 1);
 }
 
 TEST(ThreadPool, AFullQueueGrowsATemporaryWorkerThatLeavesWhenTheQueueEmpties) {
@@ -176,64 +155,17 @@ TEST(ThreadPool, AFullQueueGrowsATemporaryWorkerThatLeavesWhenTheQueueEmpties) {
   EXPECT_EQ(later.worker, 0);
 }
 
-TEST(ThreadPool, ClearingARequesterRemovesItsQueuedWorkAndStopsItsRunningWork) {
-  ThreadPool pool(1, 4, 1);
-  ThreadRequester requester(&pool);
-  ThreadRequester copy(requester); // a key of its own
-  Job jobs[5];
-  jobs[0].untilStopped = true;
-  submit(requester, jobs[0]);
-  await([&] { return jobs[0].started == 1; });
-  submit(requester, jobs[1]);
-  submit(requester, jobs[2]);
-  submit(copy, jobs[3]);
-  {
-    ThreadRequester passing(&pool);
-    submit(passing, jobs[4]);
-  }
-  EXPECT_EQ(jobs[4].cleanups, 1); // cleared by the requester's destructor
-
-  requester.clearRequests();
-  for (int i = 1; i <= 2; ++i) {
-    EXPECT_EQ(jobs[i].cleanups, 1);
-    EXPECT_EQ(jobs[i].cleanupThread, std::this_thread::get_id());
-  }
-  await([&] { return jobs[3].finished == 1; }); // after jobs[0], on the one worker
-  EXPECT_EQ(jobs[0].lastLook, 1);
-  EXPECT_EQ(jobs[1].started + jobs[2].started + jobs[4].started, 0);
-  EXPECT_EQ(jobs[3].firstLook, 0); // the stop stayed with the request it was meant for
-
-  FlaggedArg arg(nullptr);
-  EXPECT_EQ(ThreadRequester(nullptr).request(runJob, &arg, nullptr, nullptr), 0u);
-}
-
-TEST(ThreadPool, ClearingOneRequestRemovesItWithoutCleanupOrStopsItsWorker) {
-  std::promise<void> open;
-  ThreadPool pool(1, 4, 1);
-  ThreadRequester requester(&pool);
-  Job jobs[3];
-  const std::uint32_t running = occupy(requester, jobs[0], open); // looks at the flag after
-  const std::uint32_t queued = submit(requester, jobs[1]);
-  submit(requester, jobs[2]);
-
-  requester.clearSingleRequest(queued);
-  EXPECT_EQ(jobs[1].cleanups, 0); // its arg is gone, its clean-up not called
-  requester.clearSingleRequest(0);
-  requester.clearSingleRequest(queued + 100);
-  requester.clearSingleRequest(running);
-  open.set_value();
-  await([&] { return jobs[2].finished == 1; });
-  EXPECT_EQ(jobs[0].lastLook, 1);
-  EXPECT_EQ(jobs[2].firstLook, 0);
-  EXPECT_EQ(jobs[2].lastLook, 0);
-  EXPECT_EQ(jobs[1].started, 0);
-}
-
 // Thrown: a BaseError, an int, an int whose clean-up throws too, an int without a clean-up.
+// Null arguments are refused, and zero counts still give a working pool.
 TEST(ThreadPool, AThrowingFunctionRunsItsCleanupAndTheWorkerGoesOn) {
-  ThreadPool pool(1, 8, 1);
+  ThreadPool pool(0, 0, 0);
   ThreadRequester requester(&pool);
   Job jobs[5];
+  FlaggedArg arg(&jobs[0]);
+  EXPECT_EQ(requester.request(runJob, nullptr, nullptr, nullptr), 0u);
+  EXPECT_EQ(requester.request(nullptr, &arg, nullptr, nullptr), 0u);
+  EXPECT_EQ(ThreadRequester(nullptr).request(runJob, &arg, nullptr, nullptr), 0u);
+  pool.ClearRequests(nullptr); // must not raise the flag of an idle worker
   jobs[0].throwKind = 1;
   jobs[1].throwKind = jobs[2].throwKind = jobs[3].throwKind = 2;
   jobs[2].cleanupThrows = true;
@@ -241,6 +173,7 @@ TEST(ThreadPool, AThrowingFunctionRunsItsCleanupAndTheWorkerGoesOn) {
     submit(requester, job, &job == &jobs[3] ? nullptr : cleanJob);
   }
   await([&] { return jobs[4].finished == 1; });
+  EXPECT_EQ(jobs[0].firstLook, 0);
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(jobs[i].cleanups, i < 3 ? 1 : 0) << i;
   }
@@ -301,16 +234,22 @@ TEST(ThreadPool, CallersRacingForAFullQueueAllGetThrough) {
   }
 }
 
-// A clear that takes requests out of a full queue releases the callers waiting for room, both
-// of them when it frees two places.
-TEST(ThreadPool, AClearReleasesTheCallersWaitingForRoom) {
+// A clear by requester runs the clean-ups of its queued requests on the clearing thread; one
+// by id runs none. Either stops the running request, and releases the callers waiting for
+// room, both of them when it frees two places.
+TEST(ThreadPool, AClearRemovesQueuedWorkStopsRunningWorkAndReleasesCallersWaitingForRoom) {
   for (const bool byRequester : {true, false}) {
     std::promise<void> open;
     ThreadPool pool(1, 2, 1);
-    ThreadRequester waiting(&pool);
     ThreadRequester cleared(&pool);
-    Job jobs[5];
-    occupy(waiting, jobs[0], open);
+    ThreadRequester waiting(cleared);
+    Job jobs[6];
+    const std::uint32_t running = occupy(cleared, jobs[0], open); // looks at the flag after
+    {
+      ThreadRequester passing(&pool);
+      submit(passing, jobs[5]);
+    }
+    EXPECT_EQ(jobs[5].cleanups, 1); // cleared by the requester's destructor
     const std::uint32_t ids[] = {submit(cleared, jobs[1]), submit(cleared, jobs[2])};
     auto first = startBlocked([&] { EXPECT_NE(submit(waiting, jobs[3]), 0u); });
     auto second = startBlocked([&] { EXPECT_NE(submit(waiting, jobs[4]), 0u); });
@@ -319,14 +258,29 @@ TEST(ThreadPool, AClearReleasesTheCallersWaitingForRoom) {
     } else {
       cleared.clearSingleRequest(ids[0]);
       cleared.clearSingleRequest(ids[1]);
+      cleared.clearSingleRequest(running);
     }
     finish("a caller released by a clear", [&] {
       first.get();
       second.get();
     }); // before the gate opens
-    EXPECT_EQ(jobs[1].cleanups + jobs[2].cleanups, byRequester ? 2 : 0);
+    // The callers' requests stay: a copy has a key of its own; 0 and unknown ids match none.
+    if (byRequester) {
+      cleared.clearRequests();
+    } else {
+      cleared.clearSingleRequest(0);
+      cleared.clearSingleRequest(ids[1] + 100);
+    }
+    for (int i = 1; i <= 2; ++i) {
+      EXPECT_EQ(jobs[i].cleanups, byRequester ? 1 : 0);
+      EXPECT_EQ(jobs[i].cleanupThread,
+                byRequester ? std::this_thread::get_id() : std::thread::id());
+    }
     open.set_value();
     await([&] { return jobs[3].finished + jobs[4].finished == 2; });
+    EXPECT_EQ(jobs[0].lastLook, 1);
+    EXPECT_EQ(jobs[1].started + jobs[2].started + jobs[5].started, 0);
+    EXPECT_EQ(jobs[3].firstLook + jobs[4].firstLook, 0); // the stop stayed with its request
   }
 }
 
@@ -357,19 +311,6 @@ TEST(ThreadPool, AClearThatEmptiesTheQueueLetsTheDestructorGoOn) {
     EXPECT_EQ(jobs[0].finished, 1);
     EXPECT_EQ(jobs[1].started, 0);
   }
-}
-
-TEST(ThreadPool, NullArgumentsAreRefusedAndZeroCountsStillGiveAWorkingPool) {
-  ThreadPool pool(0, 0, 0);
-  ThreadRequester requester(&pool);
-  Job job;
-  EXPECT_EQ(requester.request(runJob, nullptr, nullptr, nullptr), 0u);
-  FlaggedArg arg(&job);
-  EXPECT_EQ(requester.request(nullptr, &arg, nullptr, nullptr), 0u);
-  pool.ClearRequests(nullptr); // must not raise the flag of an idle worker
-  EXPECT_NE(submit(requester, job), 0u);
-  await([&] { return job.finished == 1; });
-  EXPECT_EQ(job.firstLook, 0);
 }
 
 } // namespace

@@ -1,14 +1,12 @@
-// The thread library's rules that the concurrency module's classes don't show: starting and
-// ending it from many threads, handles and thread objects across threads, who may unlock or
-// wait, and the interruption hook. The order of wake-ups and the priority errors are checked
-// through PavaneCondition and PavaneThread in tests/concurrency.
+// The thread library's rules that the concurrency module's classes don't show: handles and
+// thread objects across threads, thread names and notices, and a wait's interruption before
+// PavaneThread and PavaneCondition absorb it. Starting and ending the library, adopted threads
+// and who may unlock or wait are checked through the Marlow classes in tests/concurrency.
 
-#include "basalt/frame/library_entry.h"
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/runtime/orb.h"
 #include "basalt/platform/threads/jtc_exceptions.h"
 #include "basalt/platform/threads/jtc_monitor.h"
-#include "basalt/platform/threads/jtc_mutex.h"
 #include "basalt/platform/threads/jtc_thread.h"
 #include "basalt/platform/threads/thread_interruption.h"
 #include "basalt/platform/threads/thread_library.h"
@@ -17,7 +15,6 @@
 #include <atomic>
 #include <future>
 #include <gtest/gtest.h>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -40,27 +37,6 @@ template <class Work> void onThreads(int count, Work work) {
   }
 }
 
-TEST(JTCInitialize, FirstObjectStartsAndLastEndsFromAnyThread) {
-  // This executable's own process attach holds the library; give it back for the test.
-  basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_DETACH, nullptr);
-  ASSERT_FALSE(plat::JTCInitialize::initialized());
-  EXPECT_FALSE(plat::JTCInitialize::getTermGroup());
-  {
-    const plat::JTCInitialize outer;
-    onThreads(4, [] {
-      for (int i = 0; i < 2000; ++i) {
-        plat::JTCInitialize inner;
-        plat::JTCInitialize copy(inner); // shares the hold
-        copy = inner;
-      }
-    });
-    EXPECT_TRUE(plat::JTCInitialize::getTermGroup());
-  }
-  EXPECT_FALSE(plat::JTCInitialize::initialized());
-  basalt::frame::libraryEntryPoint(nullptr, basalt::frame::DLL_PROCESS_ATTACH, nullptr);
-  EXPECT_TRUE(plat::JTCInitialize::initialized());
-}
-
 std::atomic<int> countedAlive{0};
 struct Counted : plat::JTCRefCount {
   Counted() { ++countedAlive; }
@@ -69,26 +45,18 @@ struct Counted : plat::JTCRefCount {
   ~Counted() override { --countedAlive; }
 };
 
+// Copies made and dropped on many threads at once: a lost count shows as a leak or a double
+// delete under the sanitizers.
 TEST(JTCHandleT, LastHandleDeletesOnceWhateverThreadLetsGo) {
-  {
-    plat::JTCHandleT<Counted> first(new Counted);
-    first = first.get(); // the same pointer or handle: nothing changes
-    first = static_cast<const plat::JTCHandleT<Counted>&>(first);
-    const plat::JTCHandleT<plat::JTCRefCount> base(first);
-    plat::JTCHandleT<Counted> other = first;
-    other = nullptr;
-    EXPECT_EQ(first->refCount(), 2);
-  }
-  EXPECT_EQ(countedAlive.load(), 0);
-
-  // Copies made and dropped on many threads at once: a lost count shows as a leak or a
-  // double delete under the sanitizers.
   for (int round = 0; round < 20; ++round) {
     plat::JTCHandleT<Counted> shared(new Counted);
+    shared = shared.get(); // the same pointer or handle: nothing changes
+    shared = static_cast<const plat::JTCHandleT<Counted>&>(shared);
     onThreads(4, [copy = shared] {
       for (int i = 0; i < 500; ++i) {
         plat::JTCHandleT<Counted> local;
         local = copy;
+        const plat::JTCHandleT<plat::JTCRefCount> base(local);
         plat::JTCHandleT<Counted> other(local);
         other = nullptr;
       }
@@ -98,78 +66,33 @@ TEST(JTCHandleT, LastHandleDeletesOnceWhateverThreadLetsGo) {
   EXPECT_EQ(countedAlive.load(), 0);
 }
 
-// A thread that runs until it is let go, and tells when its object is destroyed.
-class GatedThread : public plat::JTCThread {
+// Records on itself the name the system shows and whether it may join itself, then runs
+// until it is let go; tells when its object is destroyed.
+class ProbeThread : public plat::JTCThread {
 public:
-  GatedThread(plat::JTCHandleT<plat::JTCThreadGroup> group, std::shared_future<void> gate,
-              std::promise<void>* destroyed)
-      : JTCThread(group, "gated-thread-with-a-long-name"), gate(std::move(gate)),
+  ProbeThread(std::shared_future<void> gate, std::promise<void>* destroyed,
+              plat::JTCHandleT<plat::JTCThreadGroup> group = plat::JTCInitialize::getTermGroup())
+      : JTCThread(group, "probe-thread-with-a-long-name"), gate(std::move(gate)),
         destroyed(destroyed) {}
-  GatedThread(const GatedThread&) = delete;
-  GatedThread& operator=(const GatedThread&) = delete;
-  ~GatedThread() override {
-    if (destroyed != nullptr) {
-      destroyed->set_value();
-    }
-  }
+  ProbeThread(const ProbeThread&) = delete;
+  ProbeThread& operator=(const ProbeThread&) = delete;
+  ~ProbeThread() override { destroyed->set_value(); }
 
   void run() override {
     char name[16] = {};
     pthread_getname_np(pthread_self(), name, sizeof name);
     systemName = name;
+    EXPECT_THROW(join(), plat::JTCIllegalThreadStateException);
     gate.wait();
   }
 
-  std::string systemName;
+  static std::string systemName;
 
 private:
   std::shared_future<void> gate;
   std::promise<void>* destroyed;
 };
-
-TEST(JTCThread, StartedThreadKeepsItsObjectUntilRunReturnsAndStartsOnce) {
-  std::promise<void> open;
-  std::promise<void> destroyed;
-  std::future<void> gone = destroyed.get_future();
-  {
-    plat::JTCHandleT<GatedThread> thread(new GatedThread(plat::JTCInitialize::getTermGroup(),
-                                                         open.get_future().share(), &destroyed));
-    thread->start();
-    EXPECT_THROW(thread->start(), plat::JTCIllegalThreadStateException);
-  }
-  // The last outside handle is gone; the thread still holds its object.
-  EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-  open.set_value();
-  gone.wait();
-}
-
-TEST(JTCThread, JoinWaitsForRunAndNamesTheThread) {
-  std::promise<void> open;
-  auto group = plat::JTCInitialize::getTermGroup();
-  plat::JTCHandleT<GatedThread> thread(new GatedThread(group, open.get_future().share(), nullptr));
-  EXPECT_FALSE(thread->isAlive());
-  thread->join(); // never started: at once
-  thread->start();
-  open.set_value();
-  thread->join();
-  EXPECT_FALSE(thread->isAlive());
-  EXPECT_EQ(thread->systemName, "gated-thread-wi");
-  thread->join();                                       // ended: at once
-  EXPECT_EQ(plat::JTCThread::currentThread(), nullptr); // the test's own thread isn't known
-}
-
-class SelfJoiner : public plat::JTCThread {
-public:
-  explicit SelfJoiner(plat::JTCHandleT<plat::JTCThreadGroup> group) : JTCThread(group, nullptr) {}
-  void run() override {
-    try {
-      join();
-    } catch (const plat::JTCIllegalThreadStateException&) {
-      refused = true;
-    }
-  }
-  bool refused = false;
-};
+std::string ProbeThread::systemName;
 
 std::vector<std::string> notices;
 std::mutex noticesLock;
@@ -180,60 +103,33 @@ void recordNotice(bool attached) {
                     (current != nullptr && current->isAlive() ? " on the thread" : " elsewhere"));
 }
 
-TEST(JTCThread, NoticeComesOnTheNewThreadAroundRunAndSelfJoinIsRefused) {
+// The notice comes on the new thread around run(), and a started thread holds its object
+// until run() has returned, after the last outside handle is gone.
+TEST(JTCThread, StartsOnceNamesItselfAndKeepsItsObjectUntilRunReturns) {
   notices.clear();
   const plat::ThreadNotice before = plat::setThreadNotice(recordNotice);
   ASSERT_NE(before, nullptr); // the library's entry point listens
-  auto group = plat::JTCInitialize::getTermGroup();
-  plat::JTCHandleT<SelfJoiner> thread(new SelfJoiner(group));
-  thread->start();
-  thread->join();
+  std::promise<void> open;
+  std::promise<void> destroyed;
+  std::future<void> gone = destroyed.get_future();
+  {
+    plat::JTCHandleT<ProbeThread> thread(new ProbeThread(open.get_future().share(), &destroyed));
+    thread->join(); // never started: at once
+    thread->start();
+    EXPECT_THROW(thread->start(), plat::JTCIllegalThreadStateException);
+  }
+  EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  open.set_value();
+  gone.wait();
   std::thread([] {}).join(); // not the thread library's: no notice
   EXPECT_EQ(plat::setThreadNotice(before), &recordNotice);
-  EXPECT_TRUE(thread->refused);
+  EXPECT_EQ(ProbeThread::systemName, "probe-thread-wi");
   EXPECT_EQ(notices, (std::vector<std::string>{"attach on the thread", "detach on the thread"}));
 }
 
-TEST(JTCAdoptCurrentThread, MakesTheCallerKnownWhileAnyCopyLives) {
-  std::thread([] {
-    auto adopt = std::make_unique<plat::JTCAdoptCurrentThread>();
-    plat::JTCThread* self = plat::JTCThread::currentThread();
-    ASSERT_NE(self, nullptr);
-    EXPECT_TRUE(self->isAlive());
-    {
-      const plat::JTCAdoptCurrentThread nested;
-      const plat::JTCAdoptCurrentThread copy(*adopt);
-      adopt.reset();
-      EXPECT_EQ(plat::JTCThread::currentThread(), self);
-    }
-    EXPECT_EQ(plat::JTCThread::currentThread(), nullptr);
-  }).join();
-}
-
-TEST(JTCMonitor, OnlyTheOwnerMayWaitOrUnlockAndEachLockNeedsItsUnlock) {
-  plat::JTCMonitor monitor;
-  EXPECT_THROW(monitor.unlock(), plat::JTCIllegalMonitorStateException);
-  EXPECT_THROW(monitor.wait(), plat::JTCIllegalMonitorStateException);
-  monitor.lock();
-  monitor.lock();
-  monitor.unlock();
-  EXPECT_FALSE(std::async(std::launch::async, [&] { return monitor.lock(true); }).get());
-  monitor.unlock();
-  EXPECT_THROW(monitor.unlock(), plat::JTCIllegalMonitorStateException);
-}
-
-TEST(JTCRecursiveMutex, OwnerReentersAndOthersCannotUnlock) {
-  plat::JTCFastRecursiveMutex mutex;
-  mutex.lock();
-  EXPECT_TRUE(mutex.trylock());
-  EXPECT_THROW(std::async(std::launch::async, [&] { mutex.unlock(); }).get(),
-               plat::JTCIllegalMonitorStateException);
-  mutex.unlock();
-  mutex.unlock();
-  EXPECT_THROW(mutex.unlock(), plat::JTCIllegalMonitorStateException);
-}
-
-TEST(ThreadInterruption, PendingAndLiveInterruptionsEndWaitsWithTheLockHeld) {
+// A live interruption of a blocked wait is seen through PavaneThread::join and
+// PavaneCondition, which absorb it.
+TEST(ThreadInterruption, PendingInterruptionsEndWaitsWithTheLockHeld) {
   plat::JTCMonitor monitor;
   const plat::DWORD self = plat::GetCurrentThreadId();
   plat::interruptThread(self, 2);
@@ -243,19 +139,6 @@ TEST(ThreadInterruption, PendingAndLiveInterruptionsEndWaitsWithTheLockHeld) {
   EXPECT_EQ(plat::pendingInterruptions(self), 0u);
   monitor.unlock(); // still held after the throws
   EXPECT_THROW(monitor.unlock(), plat::JTCIllegalMonitorStateException);
-
-  // A thread blocked now wakes and throws.
-  plat::DWORD waiterId = 0;
-  std::future<void> waiter = startBlocked(
-      [&] {
-        monitor.lock();
-        EXPECT_THROW(monitor.wait(), plat::JTCInterruptedException);
-        monitor.unlock();
-      },
-      &waiterId);
-  plat::interruptThread(waiterId);
-  waiter.get();
-  EXPECT_EQ(plat::pendingInterruptions(waiterId), 0u);
 }
 
 TEST(ThreadInterruption, ANotifiedWaitKeepsItsNotificationAndTheInterruptionWaits) {
