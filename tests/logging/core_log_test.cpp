@@ -85,21 +85,16 @@ TEST(CoreLog, GateRefusesAboveTheHighestThresholdWithoutTheLock) {
   sandbox.configure(basalt::test::logKey("Modules\\SUPPORT") + basalt::test::verbosity("4"));
   basalt::CoreLogImpl impl;
   ASSERT_EQ(impl.maxVerbosity, CoreLog::VerbosityInformation);
-  std::promise<void> locked;
-  std::promise<void> done;
-  std::thread holder([&] {
+  std::future<bool> refused;
+  bool decided = false;
+  {
     basalt::PavaneSynchronized lock(*impl.mutex);
-    locked.set_value();
-    done.get_future().wait();
-  });
-  locked.get_future().wait();
-  // Blocks on the held mutex unless the gate decides first.
-  auto refused = std::async(std::launch::async, [&] {
-    return impl.writeRecord(registryEvent, CoreLog::VerbosityDetail, "SUPPORT", "", 0, nullptr);
-  });
-  const bool decided = refused.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
-  done.set_value();
-  holder.join();
+    // Blocks on the held mutex unless the gate decides first.
+    refused = std::async(std::launch::async, [&] {
+      return impl.writeRecord(registryEvent, CoreLog::VerbosityDetail, "SUPPORT", "", 0, nullptr);
+    });
+    decided = refused.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+  }
   EXPECT_TRUE(decided);
   EXPECT_FALSE(refused.get());
 }
