@@ -1,20 +1,26 @@
-// The native code page is settled once per process from the locale read at load, so each
-// code page is checked in a child process of this test program started with that locale.
+// The native code page and language are settled once per process from the locale read at
+// load, so each locale is checked in a child process of this test program started with it.
 
+#include "basalt/platform/nls/locale.h"
 #include "basalt/text/kelp_string.h"
 #include "basalt/text/system_locale_info.h"
+#include "basalt/text/thread_locale.h"
 #include "tests/support/child_process.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
 using Units = std::basic_string<unsigned short>;
 
-const char* expectedCodePage() {
-  return std::getenv("BASALT_TEST_EXPECT_CODEPAGE");
+// "language page locale" as the child must find them.
+const char* expectedLocale() {
+  return std::getenv("BASALT_TEST_EXPECT_LOCALE");
 }
 
 // Runs only in the child processes of NativeText.FollowsTheLocaleReadAtLoad, whose locale
@@ -25,8 +31,13 @@ public:
 };
 
 void NativeTextInChild::TestBody() {
-  ASSERT_EQ(getSystemCodePage(), std::atoi(expectedCodePage()));
-  EXPECT_STREQ(getSystemLanguage(), std::getenv("BASALT_TEST_EXPECT_LANGUAGE"));
+  char locale[8];
+  std::snprintf(locale, sizeof locale, "%04X", KELPGetThreadLocale());
+  ASSERT_EQ(std::string(getSystemLanguage()) + " " + std::to_string(getSystemCodePage()) + " " +
+                locale,
+            expectedLocale());
+  // Paths are converted in the layer's page: it must be the library's.
+  EXPECT_EQ(basalt::platform::GetACP(), static_cast<unsigned int>(getSystemCodePage()));
   switch (getSystemCodePage()) {
   case 932: {
     // A two-byte character becomes one unit; what follows is unaffected.
@@ -50,31 +61,55 @@ void NativeTextInChild::TestBody() {
     break;
   }
   default:
-    FAIL() << "no case for code page " << getSystemCodePage();
+    break;
   }
 }
 
 const bool childTestRegistered =
-    expectedCodePage() != nullptr &&
+    expectedLocale() != nullptr &&
     ::testing::RegisterTest("NativeTextInChild", "ConvertsInTheProcessCodePage", nullptr, nullptr,
                             __FILE__, __LINE__,
                             []() -> ::testing::Test* { return new NativeTextInChild; }) != nullptr;
 
+// LC_ALL before LC_CTYPE or LC_MESSAGES before LANG; the language follows messages and the page
+// character types, unless BASALT_CODEPAGE names a page the conversions know.
 TEST(NativeText, FollowsTheLocaleReadAtLoad) {
-  struct Case {
-    const char* lang;
-    const char* codePage;
-    const char* language;
+  const struct {
+    const char* environment; // NAME=value pairs; the others are unset
+    const char* locale;
+  } cases[] = {
+      {"LANG=en_US.UTF-8", "ENU 65001 0409"},
+      {"LANG=en_GB.ISO-8859-1", "ENG 28591 0809"},
+      {"LANG=de_DE", "DEU 1252 0407"},
+      {"LANG=fr_FR.UTF-8@euro", "FRA 65001 040C"},
+      {"LANG=ja_JP.SJIS", "JPN 932 0411"},
+      {"LANG=ja_JP", "JPN 932 0411"},
+      {"LANG=zh_CN.GBK", "CHS 936 0804"},
+      {"LANG=C", "ENU 65001 0409"},
+      {"LANG=de_XX.UTF-8", "DEU 65001 0407"},
+      {"LANG=xx_YY", "ENU 1252 0409"},
+      {"LANG=ja_JP.SJIS LC_CTYPE=de_DE.ISO-8859-1 LC_MESSAGES=fr_FR.UTF-8", "FRA 28591 040C"},
+      {"LANG=ja_JP.SJIS LC_CTYPE=de_DE.ISO-8859-1 LC_ALL=en_GB.UTF-8", "ENG 65001 0809"},
+      {"LC_ALL=en_GB.UTF-8 BASALT_CODEPAGE=932", "ENG 932 0809"},
+      {"LANG=fr_FR.UTF-8 BASALT_CODEPAGE=65001", "FRA 65001 040C"},
+      // A page the conversions don't know would lose text: the locale decides.
+      {"LC_ALL=en_GB.UTF-8 BASALT_CODEPAGE=abc", "ENG 65001 0809"},
+      {"LC_ALL=en_GB.UTF-8 BASALT_CODEPAGE=12345", "ENG 65001 0809"},
+      {"LC_ALL=en_GB.UTF-8 BASALT_CODEPAGE=-1", "ENG 65001 0809"},
   };
-  for (const Case& c : {Case{"ja_JP.SJIS", "932", "JPN"}, Case{"fr_FR.UTF-8", "65001", "FRA"}}) {
-    // BASALT_CODEPAGE decides the page, LANG the language.
+  for (const auto& c : cases) {
+    std::vector<std::string> environment{
+        "LANG=", "LC_ALL=", "LC_CTYPE=", "LC_MESSAGES=", "BASALT_CODEPAGE="};
+    std::istringstream given(c.environment);
+    for (std::string pair; given >> pair;) {
+      for (std::string& variable : environment) {
+        variable = pair.rfind(variable, 0) == 0 ? pair : variable;
+      }
+    }
+    environment.push_back(std::string("BASALT_TEST_EXPECT_LOCALE=") + c.locale);
     const basalt::test::ChildResult child = basalt::test::runChild(
-        {"/proc/self/exe", "--gtest_filter=NativeTextInChild.*"},
-        {std::string("LANG=") + c.lang,
-         "LC_ALL=", "LC_CTYPE=", "LC_MESSAGES=", std::string("BASALT_CODEPAGE=") + c.codePage,
-         std::string("BASALT_TEST_EXPECT_CODEPAGE=") + c.codePage,
-         std::string("BASALT_TEST_EXPECT_LANGUAGE=") + c.language});
-    EXPECT_EQ(child.exitCode, 0) << c.lang << "\n" << child.output;
+        {"/proc/self/exe", "--gtest_filter=NativeTextInChild.*"}, environment);
+    EXPECT_EQ(child.exitCode, 0) << c.environment << "\n" << child.output;
     EXPECT_NE(child.output.find("[  PASSED  ] 1 test"), std::string::npos) << child.output;
   }
 }
