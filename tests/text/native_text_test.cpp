@@ -23,6 +23,35 @@ const char* expectedLocale() {
   return std::getenv("BASALT_TEST_EXPECT_LOCALE");
 }
 
+// Text in the pages of the test locales: "both" ways, or "to units" or "to bytes" only.
+const struct {
+  int page;
+  const char* way;
+  std::string bytes;
+  Units units;
+} pageTexts[] = {
+    {932, "both", "\x82\xA0\x41\xB1", {0x3042, 0x41, 0xFF71}}, // two bytes, one unit
+    {932, "to units", "A\x82", {'A', 0xFFFD}},                 // a lead byte with nothing behind it
+    {932, "to bytes", "a?", {'a', 0x00E9}}, // no form in the page: the default character
+    {65001, "both", "caf\xC3\xA9 \xF0\x9F\x98\x80", {'c', 'a', 'f', 0xE9, ' ', 0xD83D, 0xDE00}},
+    // Each byte that starts no character gives one replacement, and the text goes on.
+    {65001, "to units", "a\xC0\x80z", {'a', 0xFFFD, 0xFFFD, 'z'}},
+    {65001, "to bytes", "?a", {0xDC00, 'a'}}, // a lone surrogate
+    {1252, "both", "\x80\xE9z", {0x20AC, 0xE9, 'z'}},
+    {1252, "both", "\x81\x9D", {0x81, 0x9D}}, // the bytes 1252 leaves undefined are C1 controls
+    {1252, "to bytes", "?", {0x3042}},
+    {28591, "both", "\x80\xE9", {0x80, 0xE9}},
+    {1251, "both", "\xC0", {0x410}},
+    // iconv's converters for 1258 and 1255 hold base letters back for combining marks and
+    // write some letters as a base and a mark; one character must still be one byte.
+    {1258, "both", "\xC3", {0x0102}},
+    {1258, "to bytes", "?", {0x00C3}}, // only as 'A' and a combining tilde
+    {1255, "both", "\xE0", {0x05D0}},
+    {936, "both", "\xD6\xD0", {0x4E2D}},
+    {949, "both", "\xC7\xD1", {0xD55C}},
+    {950, "both", "\xA4\xA4", {0x4E2D}},
+};
+
 // Runs only in the child processes of NativeText.FollowsTheLocaleReadAtLoad, whose locale
 // environment was set before the library loaded; it is registered there alone.
 class NativeTextInChild : public ::testing::Test {
@@ -38,30 +67,17 @@ void NativeTextInChild::TestBody() {
             expectedLocale());
   // Paths are converted in the layer's page: it must be the library's.
   EXPECT_EQ(basalt::platform::GetACP(), static_cast<unsigned int>(getSystemCodePage()));
-  switch (getSystemCodePage()) {
-  case 932: {
-    // A two-byte character becomes one unit; what follows is unaffected.
-    const KELPString text("\x82\xA0"
-                          "A\xB1");
-    EXPECT_EQ(text, KELPString(Units{0x3042, 'A', 0xFF71}));
-    EXPECT_EQ(text.string(), "\x82\xA0"
-                             "A\xB1");
-    // A lead byte with nothing behind it starts no character, and a unit the page can't
-    // show comes out as its default character.
-    EXPECT_EQ(KELPString("A\x82"), KELPString(Units{'A', 0xFFFD}));
-    EXPECT_EQ(KELPString(Units{'a', 0x00E9}).string(), "a?");
-    break;
-  }
-  case 65001: {
-    const KELPString text("caf\xC3\xA9 \xF0\x9F\x98\x80");
-    EXPECT_EQ(text, KELPString(Units{'c', 'a', 'f', 0xE9, ' ', 0xD83D, 0xDE00}));
-    EXPECT_EQ(text.string(), "caf\xC3\xA9 \xF0\x9F\x98\x80");
-    // Each byte that starts no character gives one replacement, and the text goes on.
-    EXPECT_EQ(KELPString("a\xC0\x80z"), KELPString(Units{'a', 0xFFFD, 0xFFFD, 'z'}));
-    break;
-  }
-  default:
-    break;
+  for (const auto& text : pageTexts) {
+    if (text.page != getSystemCodePage()) {
+      continue;
+    }
+    const std::string way = text.way;
+    if (way != "to bytes") {
+      EXPECT_EQ(KELPString(text.bytes.c_str()), KELPString(text.units)) << text.bytes;
+    }
+    if (way != "to units") {
+      EXPECT_EQ(KELPString(text.units).string(), text.bytes) << text.bytes;
+    }
   }
 }
 
@@ -85,6 +101,11 @@ TEST(NativeText, FollowsTheLocaleReadAtLoad) {
       {"LANG=ja_JP.SJIS", "JPN 932 0411"},
       {"LANG=ja_JP", "JPN 932 0411"},
       {"LANG=zh_CN.GBK", "CHS 936 0804"},
+      {"LANG=zh_TW", "CHT 950 0404"},
+      {"LANG=ko_KR", "KOR 949 0412"},
+      {"LANG=ru_RU", "RUS 1251 0419"},
+      {"LANG=he_IL", "HEB 1255 040D"},
+      {"LANG=vi_VN", "VIT 1258 042A"},
       {"LANG=C", "ENU 65001 0409"},
       {"LANG=de_XX.UTF-8", "DEU 65001 0407"},
       {"LANG=xx_YY", "ENU 1252 0409"},
