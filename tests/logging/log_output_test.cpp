@@ -8,7 +8,10 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -71,12 +74,22 @@ TEST(LogOutput, LineIsLocalTimeMillisecondsModuleAndText) {
 }
 
 // A log file in a missing directory can't be opened: records become events with their raw
-// inserts, typed by level, and no text is looked up for them.
+// inserts, typed by level in the event log and in syslog, and no text is looked up for them.
 TEST(LogOutput, WithoutAFileRecordsAreEventsTypedByLevel) {
   LogSandbox sandbox;
   configure(sandbox, sandbox.scratch.os("missing/x.log"));
+  // A datagram socket standing in for the syslog daemon.
+  sockaddr_un address{AF_UNIX, {}};
+  std::snprintf(address.sun_path, sizeof(address.sun_path), "%s",
+                sandbox.registry.path("syslog").c_str());
+  const int syslog = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+  ASSERT_EQ(::bind(syslog, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  const timeval timeout{5, 0};
+  ::setsockopt(syslog, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
+  basalt::platform::setSyslogSocketPath(address.sun_path);
   CoreLogImpl impl;
-  Inserts inserts{"first", nullptr};
+  const char* const escaped = "quote \" back\\slash\nline\ttab\x01";
+  Inserts inserts{escaped, nullptr};
   for (int level = 1; level <= 6; ++level) {
     EXPECT_EQ(impl.writeRecord(textless, static_cast<CoreLog::VerbosityType>(level), "SUPPORT", "",
                                2, inserts.get()),
@@ -87,12 +100,23 @@ TEST(LogOutput, WithoutAFileRecordsAreEventsTypedByLevel) {
   const auto events = sandbox.registry.events();
   ASSERT_EQ(events.size(), 6u); // the failed open itself is silent
   const char* const types[] = {"error", "error", "warning", "information", "information"};
+  // Syslog's priority is facility user and the type's severity.
+  const char* const priorities[] = {"<11>", "<11>", "<12>", "<14>", "<14>"};
+  const std::string syslogText = " Corvane OLAP Client[" + std::to_string(::getpid()) +
+                                 "]: event 0xC2017003, category 7: \"quote \\\" "
+                                 "back\\\\slash\\nline\\ttab\\u0001\", null";
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(events[i].type, types[i]);
     EXPECT_EQ(events[i].category, 7u);
     EXPECT_EQ(events[i].event, textless);
-    EXPECT_EQ(events[i].strings, (std::vector<std::optional<std::string>>{"first", std::nullopt}));
+    EXPECT_EQ(events[i].strings, (std::vector<std::optional<std::string>>{escaped, std::nullopt}));
+    char buffer[4096];
+    const ssize_t count = ::recv(syslog, buffer, sizeof(buffer), 0);
+    const std::string message(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+    EXPECT_EQ(message.substr(0, 4), priorities[i]);
+    EXPECT_NE(message.find(syslogText), std::string::npos) << message;
   }
+  ::close(syslog);
   EXPECT_EQ(events[5].category, 1u);
   EXPECT_TRUE(events[5].strings.empty());
 }
