@@ -79,6 +79,13 @@ TEST(FormattedText, WorkBuffersBoundTheDirectiveAndItsNumber) {
   EXPECT_EQ(built("%256d", 1), std::string(255, ' ') + "1");
   EXPECT_EQ(built("x%257d", 1), "fault: x");
   EXPECT_EQ(built("%.300f", 1.0), "fault: ");
+  // Huge widths and precisions must fail without the work of filling them, but %g drops
+  // trailing zeros, so there a huge precision shows every digit of the double.
+  EXPECT_EQ(built("%99999999999999999999d", 1), "fault: ");
+  EXPECT_EQ(built("%.2147483647f", 1.0), "fault: ");
+  EXPECT_EQ(built("%#.2147483647g", 1.0), "fault: ");
+  EXPECT_EQ(built("%.2147483647g", 0.1),
+            "0.1000000000000000055511151231257827021181583404541015625");
   // 31 bytes from '%' through the conversion fit with the terminator, 32 don't.
   const std::string flags(29, '-');
   EXPECT_EQ(built(("%" + flags + "d").c_str(), 7), "7");
