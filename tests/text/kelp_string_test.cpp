@@ -95,7 +95,7 @@ TEST(KELPString, AutomationStringsAndCopiesCarryEveryUnit) {
 const unsigned int noPosition = 0xFFFFFFFFu;
 
 // The sign is positive when the string itself sorts first.
-TEST(Compare, EmptyNullPrefixesAndCase) {
+TEST(Compare, SignsCountsCaseAndEmptyTexts) {
   EXPECT_EQ(KELPString::compare(nullptr, w(u""), false), 0);
   EXPECT_EQ(KELPString::compare(nullptr, nullptr, true), 0);
   EXPECT_EQ(KELPString::compare(nullptr, w(u"A"), false), 0x41);
@@ -110,9 +110,7 @@ TEST(Compare, EmptyNullPrefixesAndCase) {
   EXPECT_EQ(KELPString(w(u"K\u0130")).strcmp("ki", true), 0);
   EXPECT_EQ(KELPString(w(u"\u017Ft")).strcmp("ST", true), 0); // long s
   EXPECT_EQ(KELPString("abc").strcmp("ABCD", true), 'D');
-}
 
-TEST(Compare, NcompareCountsAndEmptyTexts) {
   const KELPString abcd("abcd");
   EXPECT_EQ(abcd.strncmp("abxy", 2), 0);
   EXPECT_EQ(abcd.strncmp("abxy", 3), 0x78 - 0x63);
@@ -127,10 +125,8 @@ TEST(Compare, NcompareCountsAndEmptyTexts) {
   // The wide argument is read only up to its zero unit, whatever the count.
   EXPECT_EQ(KELPString("ab").strncmp(w(u"ab"), 50), 0);
   EXPECT_EQ(KELPString("abc").strncmp(w(u"ab"), 50), -0x63);
-}
 
-// That equality stops at a zero unit the variant tests show.
-TEST(Compare, EqualityTakesNativeText) {
+  // Equality takes native text; that it stops at a zero unit the variant tests show.
   EXPECT_TRUE(KELPString() == static_cast<const char*>(nullptr));
   EXPECT_FALSE(KELPString("a") == static_cast<const char*>(nullptr));
   EXPECT_TRUE(KELPString("abc") != "abC");
