@@ -14,38 +14,6 @@ namespace {
 using basalt::CoreLog;
 using basalt::test::registryEvent;
 
-// Without any configuration every record is refused and no text found: through the
-// process's log, a private one whatever its name, and copies, which share it.
-TEST(CoreLog, WithoutConfigurationEveryLogAndEveryCopyRefusesEverything) {
-  basalt::test::LogSandbox sandbox;
-  EXPECT_EQ(basalt::getLogObject(), basalt::getLogObject());
-  CoreLog first("ignored");
-  first.getModuleVerbosity("M", "");
-  const auto expectUnconfigured = [](CoreLog* log) {
-    EXPECT_EQ(*log->getModuleVerbosity("SUPPORT", "Synchronization"), CoreLog::VerbosityOff);
-    for (int level = -1; level <= CoreLog::VerbosityAll + 1; ++level) {
-      EXPECT_FALSE(log->log(registryEvent, static_cast<CoreLog::VerbosityType>(level), "SUPPORT",
-                            "", 0, nullptr));
-    }
-    KELPString text("kept");
-    basalt::test::Inserts inserts{"A"};
-    EXPECT_FALSE(log->get(text, registryEvent, 1, inserts.get()));
-    EXPECT_EQ(text.string(), "kept");
-  };
-  {
-    CoreLog copy(first);
-    CoreLog assigned;
-    assigned.getModuleVerbosity("M", ""); // its own implementation goes on assignment
-    assigned = copy;
-    const CoreLog& same = assigned;
-    assigned = same;
-    for (CoreLog* log : {basalt::getLogObject(), &copy, &assigned}) {
-      expectUnconfigured(log);
-    }
-  }
-  expectUnconfigured(&first);
-}
-
 // A lost or doubly made implementation shows as a leak or a double free under ASan.
 TEST(CoreLog, ConcurrentFirstUseMakesOneUsableImplementation) {
   basalt::test::LogSandbox sandbox;

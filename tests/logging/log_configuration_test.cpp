@@ -75,9 +75,10 @@ TEST(LogConfiguration, ThresholdsMapAndComponentsReplaceTheirModulesExactlyByNam
             std::string::npos);
 }
 
-// A machine without any log key: four events in the order of reading, and the libraries
-// sought in the directory of the loaded shared library.
-TEST(LogConfiguration, MachineWithoutLogKeysReportsInOrderAndUsesTheLibrarysDirectory) {
+// A machine without any log key: four events in the order of reading, the libraries sought in
+// the directory of the loaded shared library, and every record refused and no text found:
+// through the process's log, a private one whatever its name, and copies, which share it.
+TEST(LogConfiguration, MachineWithoutLogKeysReportsInOrderAndRefusesEverything) {
   LogSandbox sandbox;
   void* shared = ::dlopen(BASALT_BINARY_DIR "/basalt/libbasalt.so", RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(shared, nullptr) << ::dlerror();
@@ -102,6 +103,33 @@ TEST(LogConfiguration, MachineWithoutLogKeysReportsInOrderAndUsesTheLibrarysDire
     EXPECT_EQ(events[i].strings[0], texts[i][0]);
     EXPECT_EQ(events[i].strings[1]->substr(0, texts[i][1].size()), texts[i][1]);
   }
+
+  EXPECT_EQ(basalt::getLogObject(), basalt::getLogObject());
+  CoreLog first("ignored");
+  first.getModuleVerbosity("M", "");
+  const auto expectUnconfigured = [](CoreLog* log) {
+    EXPECT_EQ(*log->getModuleVerbosity("SUPPORT", "Synchronization"), CoreLog::VerbosityOff);
+    for (int level = -1; level <= CoreLog::VerbosityAll + 1; ++level) {
+      EXPECT_FALSE(log->log(registryEvent, static_cast<CoreLog::VerbosityType>(level), "SUPPORT",
+                            "", 0, nullptr));
+    }
+    KELPString text("kept");
+    Inserts inserts{"A"};
+    EXPECT_FALSE(log->get(text, registryEvent, 1, inserts.get()));
+    EXPECT_EQ(text.string(), "kept");
+  };
+  {
+    CoreLog copy(first);
+    CoreLog assigned;
+    assigned.getModuleVerbosity("M", ""); // its own implementation goes on assignment
+    assigned = copy;
+    const CoreLog& same = assigned;
+    assigned = same;
+    for (CoreLog* log : {basalt::getLogObject(), &copy, &assigned}) {
+      expectUnconfigured(log);
+    }
+  }
+  expectUnconfigured(&first);
 }
 
 TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryAndOnlyYesOverwrites) {
