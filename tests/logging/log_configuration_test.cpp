@@ -4,8 +4,10 @@
 #include "log_sandbox.h"
 
 #include <algorithm>
+#include <chrono>
 #include <dlfcn.h>
 #include <filesystem>
+#include <future>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -132,7 +134,9 @@ TEST(LogConfiguration, MachineWithoutLogKeysReportsInOrderAndRefusesEverything) 
   expectUnconfigured(&first);
 }
 
-TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryAndOnlyYesOverwrites) {
+// The last configuration leaves SUPPORT at 1, the highest threshold: the gate refuses above it
+// before taking the lock, which a writer may hold for long.
+TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryOnlyYesOverwritesAndGatesTakeNoLock) {
   LogSandbox sandbox;
   std::filesystem::create_directory(sandbox.scratch.path() / "tmp");
   const EnvironmentVariable tmp("TMPDIR", sandbox.scratch.os("tmp").c_str());
@@ -158,6 +162,18 @@ TEST(LogConfiguration, BareFileNamesLieInTheTemporaryDirectoryAndOnlyYesOverwrit
     ASSERT_EQ(lines.size(), c.kept ? 2u : 1u);
     EXPECT_EQ(lines[0] == "old line", c.kept);
   }
+  CoreLogImpl impl;
+  std::future<bool> refused;
+  bool decided = false;
+  {
+    basalt::PavaneSynchronized lock(*impl.mutex);
+    refused = std::async(std::launch::async, [&] {
+      return impl.writeRecord(ofMessage, CoreLog::VerbosityError, "SUPPORT", "", 0, nullptr);
+    });
+    decided = refused.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+  }
+  EXPECT_TRUE(decided);
+  EXPECT_FALSE(refused.get());
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <regex>
 #include <string>
@@ -132,8 +131,7 @@ TEST(LogOutput, FailingWritesAndDamagedLibrariesCostTheLineNotTheProcess) {
   EXPECT_TRUE(sandbox.registry.events().empty()); // no fallback to the event log
 
   // Cuts and overwritten bytes of a sound library: none may bring the process down.
-  std::ifstream in(messages("neutral/strings_201_xx.dll"), std::ios::binary);
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string bytes = fileBytes(messages("neutral/strings_201_xx.dll"));
   std::vector<std::string> damaged;
   for (std::size_t at = 0; at + 4 <= bytes.size(); at += 23) {
     damaged.push_back(bytes.substr(0, at));
@@ -168,7 +166,6 @@ TEST(LogOutput, ConcurrentRecordsStayWholeAndInOrder) {
   {
     CoreLog log;
     std::vector<std::thread> threads;
-    threads.reserve(threadCount);
     for (int t = 0; t < threadCount; ++t) {
       threads.emplace_back([&log, t] {
         for (int r = 0; r < recordCount; ++r) {
