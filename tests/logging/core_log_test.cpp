@@ -19,6 +19,7 @@ TEST(CoreLog, ConcurrentFirstUseMakesOneUsableImplementation) {
     CoreLog log;
     std::atomic<int> waiting{threadCount};
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     std::vector<CoreLog::VerbosityType*> seen(threadCount);
     for (int i = 0; i < threadCount; ++i) {
       threads.emplace_back([&, i] {

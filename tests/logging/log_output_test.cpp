@@ -160,6 +160,7 @@ TEST(LogOutput, ConcurrentRecordsStayWholeAndInOrder) {
   {
     CoreLog log;
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     for (int t = 0; t < threadCount; ++t) {
       threads.emplace_back([&log, t] {
         for (int r = 0; r < recordCount; ++r) {

@@ -23,35 +23,6 @@ const char* expectedLocale() {
   return std::getenv("BASALT_TEST_EXPECT_LOCALE");
 }
 
-// Text in the pages of the test locales: "both" ways, or "to units" or "to bytes" only.
-const struct {
-  int page;
-  const char* way;
-  std::string bytes;
-  Units units;
-} pageTexts[] = {
-    {932, "both", "\x82\xA0\x41\xB1", {0x3042, 0x41, 0xFF71}}, // two bytes, one unit
-    {932, "to units", "A\x82", {'A', 0xFFFD}},                 // a lead byte with nothing behind it
-    {932, "to bytes", "a?", {'a', 0x00E9}}, // no form in the page: the default character
-    {65001, "both", "caf\xC3\xA9 \xF0\x9F\x98\x80", {'c', 'a', 'f', 0xE9, ' ', 0xD83D, 0xDE00}},
-    // Each byte that starts no character gives one replacement, and the text goes on.
-    {65001, "to units", "a\xC0\x80z", {'a', 0xFFFD, 0xFFFD, 'z'}},
-    {65001, "to bytes", "?a", {0xDC00, 'a'}}, // a lone surrogate
-    {1252, "both", "\x80\xE9z", {0x20AC, 0xE9, 'z'}},
-    {1252, "both", "\x81\x9D", {0x81, 0x9D}}, // the bytes 1252 leaves undefined are C1 controls
-    {1252, "to bytes", "?", {0x3042}},
-    {28591, "both", "\x80\xE9", {0x80, 0xE9}},
-    {1251, "both", "\xC0", {0x410}},
-    // iconv's converters for 1258 and 1255 hold base letters back for combining marks and
-    // write some letters as a base and a mark; one character must still be one byte.
-    {1258, "both", "\xC3", {0x0102}},
-    {1258, "to bytes", "?", {0x00C3}}, // only as 'A' and a combining tilde
-    {1255, "both", "\xE0", {0x05D0}},
-    {936, "both", "\xD6\xD0", {0x4E2D}},
-    {949, "both", "\xC7\xD1", {0xD55C}},
-    {950, "both", "\xA4\xA4", {0x4E2D}},
-};
-
 // Runs only in the child processes of NativeText.FollowsTheLocaleReadAtLoad, whose locale
 // environment was set before the library loaded; it is registered there alone.
 class NativeTextInChild : public ::testing::Test {
@@ -60,6 +31,34 @@ public:
 };
 
 void NativeTextInChild::TestBody() {
+  // Text in the pages of the test locales: "both" ways, or "to units" or "to bytes" only.
+  const struct {
+    int page;
+    const char* way;
+    std::string bytes;
+    Units units;
+  } pageTexts[] = {
+      {932, "both", "\x82\xA0\x41\xB1", {0x3042, 0x41, 0xFF71}}, // two bytes, one unit
+      {932, "to units", "A\x82", {'A', 0xFFFD}}, // a lead byte with nothing behind it
+      {932, "to bytes", "a?", {'a', 0x00E9}},    // no form in the page: the default character
+      {65001, "both", "caf\xC3\xA9 \xF0\x9F\x98\x80", {'c', 'a', 'f', 0xE9, ' ', 0xD83D, 0xDE00}},
+      // Each byte that starts no character gives one replacement, and the text goes on.
+      {65001, "to units", "a\xC0\x80z", {'a', 0xFFFD, 0xFFFD, 'z'}},
+      {65001, "to bytes", "?a", {0xDC00, 'a'}}, // a lone surrogate
+      {1252, "both", "\x80\xE9z", {0x20AC, 0xE9, 'z'}},
+      {1252, "both", "\x81\x9D", {0x81, 0x9D}}, // the bytes 1252 leaves undefined are C1 controls
+      {1252, "to bytes", "?", {0x3042}},
+      {28591, "both", "\x80\xE9", {0x80, 0xE9}},
+      {1251, "both", "\xC0", {0x410}},
+      // iconv's converters for 1258 and 1255 hold base letters back for combining marks and
+      // write some letters as a base and a mark; one character must still be one byte.
+      {1258, "both", "\xC3", {0x0102}},
+      {1258, "to bytes", "?", {0x00C3}}, // only as 'A' and a combining tilde
+      {1255, "both", "\xE0", {0x05D0}},
+      {936, "both", "\xD6\xD0", {0x4E2D}},
+      {949, "both", "\xC7\xD1", {0xD55C}},
+      {950, "both", "\xA4\xA4", {0x4E2D}},
+  };
   char locale[8];
   std::snprintf(locale, sizeof locale, "%04X", KELPGetThreadLocale());
   ASSERT_EQ(std::string(getSystemLanguage()) + " " + std::to_string(getSystemCodePage()) + " " +
