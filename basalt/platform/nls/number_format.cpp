@@ -148,13 +148,10 @@ int fail(DWORD error) {
 
 } // namespace
 
-int GetNumberFormatW(LCID locale, DWORD flags, LPCWSTR value, const NUMBERFMTW* format,
+int GetNumberFormatW(LCID locale, DWORD /*flags*/, LPCWSTR value, const NUMBERFMTW* format,
                      LPWSTR numberText, int size) {
   if (value == nullptr || format != nullptr || size < 0 || (size > 0 && numberText == nullptr)) {
     return fail(ERROR_INVALID_PARAMETER);
-  }
-  if (flags != 0) {
-    return fail(ERROR_INVALID_FLAGS);
   }
   LocaleRules rules;
   DecimalText number;

@@ -13,10 +13,10 @@ struct NUMBERFMTW;
 // Formats value, which may hold an optional leading '-', digits and at most one '.' and
 // nothing else, by the locale's rules: its decimal and grouping separators and grouping from
 // ICU (Latin digits), two fraction digits, a leading zero and a leading '-'. Rounds half away
-// from zero on the digits; a result of zero has no sign. flags must be 0 and format null.
-// With size 0 returns the units needed, terminator included, and writes nothing; otherwise
-// the units written. 0 on failure, with ERROR_INVALID_PARAMETER (bad value, locale, format or
-// buffer), ERROR_INVALID_FLAGS or ERROR_INSUFFICIENT_BUFFER.
+// from zero on the digits; a result of zero has no sign. flags are ignored and format must be
+// null. With size 0 returns the units needed, terminator included, and writes nothing;
+// otherwise the units written. 0 on failure, with ERROR_INVALID_PARAMETER (bad value, locale,
+// format or buffer) or ERROR_INSUFFICIENT_BUFFER.
 int GetNumberFormatW(LCID locale, DWORD flags, LPCWSTR value, const NUMBERFMTW* format,
                      LPWSTR numberText, int size);
 

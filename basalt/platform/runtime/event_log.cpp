@@ -216,8 +216,8 @@ bool appendLine(const char* path, const std::string& line) {
   return true;
 }
 
-HANDLE openSource(LPCWSTR serverName, LPCWSTR sourceName) {
-  if (sourceName == nullptr || (serverName != nullptr && serverName[0] != 0)) {
+HANDLE openSource(LPCWSTR sourceName) {
+  if (sourceName == nullptr) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
@@ -242,16 +242,16 @@ BOOL closeSource(HANDLE eventLog) {
 
 } // namespace
 
-HANDLE RegisterEventSourceW(LPCWSTR serverName, LPCWSTR sourceName) {
-  return openSource(serverName, sourceName);
+HANDLE RegisterEventSourceW(LPCWSTR /*serverName*/, LPCWSTR sourceName) {
+  return openSource(sourceName);
 }
 
 BOOL DeregisterEventSource(HANDLE eventLog) {
   return closeSource(eventLog);
 }
 
-HANDLE OpenEventLogW(LPCWSTR serverName, LPCWSTR sourceName) {
-  return openSource(serverName, sourceName);
+HANDLE OpenEventLogW(LPCWSTR /*serverName*/, LPCWSTR sourceName) {
+  return openSource(sourceName);
 }
 
 BOOL CloseEventLog(HANDLE eventLog) {

@@ -29,8 +29,8 @@ constexpr WORD EVENTLOG_INFORMATION_TYPE = 0x0004;
 constexpr WORD EVENTLOG_AUDIT_SUCCESS = 0x0008;
 constexpr WORD EVENTLOG_AUDIT_FAILURE = 0x0010;
 
-// A handle for reporting under sourceName. serverName must be null or empty: only the local
-// machine has a log. Null with ERROR_INVALID_PARAMETER for another server or a null source.
+// A handle for reporting under sourceName, in the local machine's log whatever serverName
+// says. Null with ERROR_INVALID_PARAMETER for a null source.
 HANDLE RegisterEventSourceW(LPCWSTR serverName, LPCWSTR sourceName);
 BOOL DeregisterEventSource(HANDLE eventLog);
 
@@ -40,8 +40,7 @@ BOOL CloseEventLog(HANDLE eventLog);
 
 // Adds one event. A null entry of strings is shown as null. FALSE with ERROR_INVALID_HANDLE
 // for an unknown handle, ERROR_INVALID_PARAMETER for an unknown type, missing strings or data,
-// and
-// the file's error when BASALT_EVENTLOG names a file that can't be appended to. Syslog takes
+// and the file's error when BASALT_EVENTLOG names a file that can't be appended to. Syslog takes
 // events as syslog(3) does: without a word when no syslog daemon listens.
 BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD eventId, PSID userSid,
                   WORD stringCount, DWORD dataSize, LPCWSTR* strings, void* rawData);

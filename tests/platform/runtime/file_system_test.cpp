@@ -1,13 +1,11 @@
-// What the library's file locator and text files can't see of the layer's file operations:
-// the codes of failed searches and wide opens. Wildcards, the temporary
-// directory and reading and writing a stream are checked through them in tests/system.
+// What the library's file locator can't see of the layer's file searches: the codes of failed
+// searches. Wildcards, the temporary directory and reading and writing a stream are checked
+// through the file locator and text files in tests/system.
 
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/runtime/find_files.h"
-#include "basalt/platform/runtime/text_stream.h"
 #include "tests/support/scratch_directory.h"
 
-#include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
@@ -52,24 +50,6 @@ TEST(FindFiles, DotPatternsAndFailures) {
   EXPECT_EQ(plat::FindNextFileW(plat::INVALID_HANDLE_VALUE, &data), 0);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_HANDLE);
   EXPECT_EQ(plat::FindClose(nullptr), 0);
-}
-
-// The crash report opens its file by a wide name, with a mode that may carry a ccs flag.
-TEST(TextStream, WideOpensTakeLibraryPathsAndWriteUtf8WhateverTheMode) {
-  ScratchDirectory dir;
-  const auto open = [&dir](const char16_t* mode) {
-    return plat::_wfopen(wide(dir.library("\xC3\xA9t\xC3\xA9.log")).c_str(), units(mode).c_str());
-  };
-  plat::FILE* stream = open(u"a+, ccs=UTF-16LE");
-  ASSERT_NE(stream, nullptr);
-  EXPECT_EQ(plat::fputws(units(u"\u00E9\n").c_str(), stream), 0);
-  EXPECT_EQ(plat::fclose(stream), 0);
-  EXPECT_EQ(dir.read("\xC3\xA9t\xC3\xA9.log"), "\xC3\xA9\n");
-  for (const char16_t* mode : {u"", u"\u00E9"}) {
-    errno = 0;
-    EXPECT_EQ(open(mode), nullptr);
-    EXPECT_EQ(errno, EINVAL);
-  }
 }
 
 } // namespace
