@@ -21,7 +21,10 @@ protected:
                                       "\"Multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\n"
                                       "\"Short\"=hex(4):2a,00\n" +
                                       log + "\\Modules\\SUPPORT]\n\"Verbosity\"=dword:4\n" + log +
-                                      "\\Modules\\Alpha\\Components\\Net]\n"
+                                      "\\Modules\\Alpha\\Components\\Net]\n" + log +
+                                      "\\Modules\\beta]\n" + log + "\\Modules\\_under]\n" + log +
+                                      "\\Modules\\\xC3\x84rger]\n" + log +
+                                      "\\Modules\\\xC3\xA4pfel]\n"
                                       "[HKEY_CURRENT_USER\\Flat]\n\"v\"=\"flat\"\n");
     sandbox.useSources("registry.reg");
   }
@@ -95,17 +98,23 @@ TEST_F(RegistryWrapperTest, EnumeratedSubKeysAreOpenedFromTheRootAndOutliveTheCa
   const std::string modules = std::string(logPath) + "\\Modules";
   std::vector<RegistryKey*> keys;
   ASSERT_TRUE(registry.enumRegKeys(RegistryWrapper::LocalMachine, modules.c_str(), keys));
-  ASSERT_EQ(keys.size(), 2u);
+  std::string names;
+  for (RegistryKey* key : keys) {
+    names += basalt::test::narrow(key->getName()) + " ";
+  }
+  // Case-blind order, and letters beyond ASCII after all of ASCII.
+  EXPECT_EQ(names, "Alpha beta SUPPORT _under \xC3\xA4pfel \xC3\x84rger ");
   EXPECT_EQ(keys[0]->getPathName().string(), modules + "\\Alpha");
-  EXPECT_EQ(keys[1]->getName().string(), "SUPPORT"); // the log's tests read what they hold
 
   // Appended to what the list holds.
   ASSERT_TRUE(registry.enumRegKeys(keys[0], keys));
-  ASSERT_EQ(keys.size(), 3u);
-  EXPECT_EQ(keys[2]->getPathName().string(), modules + "\\Alpha\\Components");
+  ASSERT_EQ(keys.size(), 7u);
+  EXPECT_EQ(keys[6]->getPathName().string(), modules + "\\Alpha\\Components");
   std::vector<RegistryKey*> none;
   ASSERT_TRUE(registry.enumRegKeys(RegistryWrapper::LocalMachine,
-                                   (modules + "\\Alpha\\Components\\Net").c_str(), none));
+                                   (modules + "\\ALPHA\\Components\\Net").c_str(), none));
+  ASSERT_TRUE(registry.enumRegKeys(RegistryWrapper::LocalMachine,
+                                   (modules + "\\\xC3\xA4RGER").c_str(), none));
   EXPECT_TRUE(none.empty());
 
   EXPECT_FALSE(registry.enumRegKeys(RegistryWrapper::LocalMachine, "Software\\Missing", none));
@@ -118,6 +127,42 @@ TEST_F(RegistryWrapperTest, EnumeratedSubKeysAreOpenedFromTheRootAndOutliveTheCa
   EXPECT_TRUE(none.empty());
   EXPECT_EQ(registry.getErrorText().string(),
             "[HKEY_LOCAL_MACHINE]\\Software: The specified path is invalid.");
+}
+
+// Later sources override earlier ones, and a change shows on the next open of a key, not in
+// keys held open; a file is parsed again only when its time or size changes.
+TEST_F(RegistryWrapperTest, LaterSourcesWinAndChangesShowOnTheNextOpenOnly) {
+  const auto logFile = [](const std::string& value) {
+    return "Windows Registry Editor Version 5.00\n\n[HKLM\\" + std::string(logPath) +
+           "]\n\"LogFile\"=\"" + value + "\"\n";
+  };
+  sandbox.write("conf.d/20-second.reg", logFile("second"));
+  sandbox.write("conf.d/10-first.reg", logFile("first") + "\"Order\"=\"10\"\n");
+  sandbox.write("conf.d/.hidden.reg", logFile("hidden") + "\"Hidden\"=\"1\"\n");
+  sandbox.write("conf.d/notes.txt", logFile("notes"));
+  sandbox.useSources("registry.reg:conf.d");
+  EXPECT_EQ(read("LogFile", KELPString()), "yes second");
+  EXPECT_EQ(read("Order", KELPString()), "yes 10");
+  EXPECT_EQ(read("Hidden", KELPString()), "no ");
+  sandbox.useSources("conf.d:registry.reg");
+  EXPECT_EQ(read("LogFile", KELPString()), "yes basalt.log");
+
+  sandbox.write("cache.reg", logFile("aaaa") + "broken\n", 1000);
+  sandbox.useSources("cache.reg");
+  RegistryKey* held = nullptr;
+  KELPString text;
+  ASSERT_TRUE(
+      registry.readRegKeyValue(RegistryWrapper::LocalMachine, logPath, "LogFile", text, &held));
+  // Same size and time: the parse made before stands, though the bytes differ.
+  sandbox.write("cache.reg", logFile("bbbb") + "broken\n", 1000);
+  EXPECT_EQ(read("LogFile", KELPString()), "yes aaaa");
+  sandbox.setTime("cache.reg", 2000);
+  EXPECT_EQ(read("LogFile", KELPString()), "yes bbbb");
+  EXPECT_TRUE(registry.readRegKeyValue(held, "LogFile", text));
+  EXPECT_EQ(text, "aaaa");
+  sandbox.write("cache.reg", logFile("ccccc"), 2000);
+  EXPECT_EQ(read("LogFile", KELPString()), "yes ccccc");
+  EXPECT_EQ(sandbox.events().size(), 2u); // the broken line, once per version of its file
 }
 
 } // namespace
