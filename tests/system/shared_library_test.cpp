@@ -67,7 +67,7 @@ TEST(SharedLibrary, SecondTryFindsTheBareNameThroughTheSearch) {
   EXPECT_EQ(german, KELPString(reinterpret_cast<const unsigned short*>(u"Schöne Grüße")));
 }
 
-TEST(SharedLibrary, FindSymbolRecordsTheMiss) {
+TEST(SharedLibrary, FindSymbolFindsTheModulesOwnSymbolsOnlyAndRecordsTheMiss) {
   SharedLibrary plugin;
   EXPECT_EQ(plugin.findSymbol(KELPString("basalt_test_plugin_answer")), nullptr);
   EXPECT_EQ(plugin.hrLastError(), procNotFound);
@@ -76,6 +76,17 @@ TEST(SharedLibrary, FindSymbolRecordsTheMiss) {
   ASSERT_TRUE(plugin.load(locator("test_plugin.so"))); // what it has the examples find
   EXPECT_EQ(plugin.findSymbol(KELPString("no_such_symbol")), nullptr);
   EXPECT_EQ(plugin.hrLastError(), procNotFound);
+  EXPECT_EQ(plugin.findSymbol(KELPString("abs")), nullptr); // libc's, a dependency's
+
+  // Its dependency lies beside it, where only the search from the module's directory looks.
+  SharedLibrary dependent;
+  ASSERT_TRUE(dependent.load(
+      locator("libtest_dependent.so", basalt::test::modulesDirectory() + "/with_dependency")));
+  using Answer = int (*)();
+  const auto answer =
+      reinterpret_cast<Answer>(dependent.findSymbol(KELPString("basalt_test_dependent_answer")));
+  ASSERT_NE(answer, nullptr);
+  EXPECT_EQ(answer(), 43);
 }
 
 TEST(StringResourceLibrary, GetStringCutsAt511AndEmptiesTheTextOnFailure) {
@@ -89,6 +100,7 @@ TEST(StringResourceLibrary, GetStringCutsAt511AndEmptiesTheTextOnFailure) {
   EXPECT_NE(found.back(), 'Z');
   EXPECT_FALSE(library.getString(2, found)); // empty in the table
   EXPECT_TRUE(found.empty());
+  EXPECT_EQ(library.findSymbol(KELPString("basalt_test_plugin_answer")), nullptr);
   // UTF-8 in the source, UTF-16 in the table, a surrogate pair kept as two units.
   EXPECT_TRUE(library.getString(17, found));
   EXPECT_EQ(found, KELPString(reinterpret_cast<const unsigned short*>(u"Größe: 5 €, 漢字, 😀")));

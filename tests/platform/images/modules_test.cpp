@@ -215,48 +215,14 @@ TEST(LoadLibrary, SearchesProgramCurrentLibraryPathThenPath) {
   fs::current_path(before);
 }
 
-TEST(LoadLibrary, ElfObjectsLoadWithDlopenAndLendNoSymbols) {
-  const plat::HMODULE plugin = load(modulePath("test_plugin.so"));
-  ASSERT_NE(plugin, nullptr);
-  // libc is the plugin's dependency, not the plugin.
-  EXPECT_EQ(plat::GetProcAddress(plugin, "abs"), nullptr);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
-  EXPECT_EQ(plat::GetProcAddress(plugin, reinterpret_cast<const char*>(1)), nullptr);
-  EXPECT_EQ(plat::GetProcAddress(handleOf("libc.so.6"), "abs"), nullptr); // not loaded here
-  int notAModule = 0;
-  EXPECT_EQ(plat::GetProcAddress(&notAModule, "x"), nullptr);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_HANDLE);
-  EXPECT_TRUE(plat::FreeLibrary(plugin));
-  const plat::HMODULE data = load(modulePath("strings_201_ENU.dll"));
-  EXPECT_EQ(plat::GetProcAddress(data, "basalt_test_plugin_answer"), nullptr);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_PROC_NOT_FOUND);
-  plat::FreeLibrary(data);
-
-  // Not in any directory searched here: dlopen's own search finds it, and loading it again
-  // by its path counts the same module.
+// An ELF object that no searched directory holds: dlopen's own search finds it, and loading
+// it again by its path counts the same module.
+TEST(LoadLibrary, FindsElfObjectsByDlopensSearch) {
   const plat::HMODULE libm = load("libm.so.6");
   ASSERT_NE(libm, nullptr);
-  EXPECT_NE(plat::GetProcAddress(libm, "cos"), nullptr);
   EXPECT_EQ(load(plat::findLoadedModule(libm)->path()), libm);
   EXPECT_TRUE(plat::FreeLibrary(libm));
   EXPECT_TRUE(plat::FreeLibrary(libm));
-}
-
-TEST(LoadLibrary, AlteredSearchTakesDependenciesFromTheModulesDirectory) {
-  ScratchDirectory dir;
-  copyModule(dir, "with_dependency/libtest_dependency.so", "libtest_dependency.so");
-  const Units plugin = wide(copyModule(dir, "with_dependency/libtest_dependent.so", "plugin.so"));
-  EXPECT_EQ(plat::LoadLibraryExW(plugin.c_str(), nullptr, 0), nullptr);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
-
-  const plat::HMODULE module =
-      plat::LoadLibraryExW(plugin.c_str(), nullptr, plat::LOAD_WITH_ALTERED_SEARCH_PATH);
-  using Answer = int (*)();
-  const auto answer =
-      reinterpret_cast<Answer>(plat::GetProcAddress(module, "basalt_test_dependent_answer"));
-  ASSERT_NE(answer, nullptr);
-  EXPECT_EQ(answer(), 43);
-  EXPECT_TRUE(plat::FreeLibrary(module));
 }
 
 TEST(LoadLibrary, ThreadsShareOneCountedModule) {
