@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <unistd.h>
 
 namespace plat = basalt::platform;
 namespace fs = std::filesystem;
@@ -55,16 +56,47 @@ TEST(SharedLibrary, LoadAddsDllOnlyWithoutExtensionAndKeepsTheLastFailure) {
   library.unload();
 }
 
-TEST(SharedLibrary, SecondTryFindsTheBareNameThroughTheSearch) {
+// The second try, by the bare name, looks in the program's directory, the current one,
+// LD_LIBRARY_PATH and then PATH; each directory holds a library of other texts.
+TEST(SharedLibrary, SecondTrySearchesProgramCurrentLibraryPathThenPath) {
+  const basalt::test::ScratchDirectory dir;
+  const std::string name = "basalt_search_" + std::to_string(::getpid()) + ".dll";
+  const fs::path program = fs::canonical("/proc/self/exe").parent_path() / name;
+  const auto place = [&](const char* module, const std::string& directory) {
+    fs::create_directories(dir.os(directory));
+    fs::copy_file(basalt::test::modulePath(module), dir.os(directory + "/" + name));
+    return fs::path(dir.os(directory + "/" + name));
+  };
+  const fs::path current = place("strings_201_xx.dll", "current");
+  const fs::path library = place("strings_201_DEU.dll", "library");
+  const fs::path path = place("languages.dll", "path");
+  const basalt::test::EnvironmentVariable libraryPath(
+      "LD_LIBRARY_PATH", ("/nonexistent::" + library.parent_path().string()).c_str());
+  const basalt::test::EnvironmentVariable searchPath("PATH", path.parent_path().c_str());
   const fs::path before = fs::current_path();
-  fs::current_path(basalt::test::modulesDirectory());
-  StringResourceLibrary library;
-  const bool loaded = library.load(locator("strings_201_DEU", "/nowhere"));
+  fs::current_path(current.parent_path());
+
+  // String 1 of the library found, or string 16, which only the last one has.
+  const auto found = [&](plat::UINT id) {
+    StringResourceLibrary loaded;
+    KELPString text("<none>");
+    if (loaded.load(locator(name.c_str(), "/nowhere"))) {
+      loaded.getString(id, text);
+    }
+    return basalt::test::narrow(text);
+  };
+  fs::copy_file(basalt::test::modulePath("strings_201_ENU.dll"), program);
+  EXPECT_EQ(found(1), "Hello");
+  fs::remove(program);
+  EXPECT_EQ(found(1), "Neutral hello");
+  fs::remove(current);
+  EXPECT_EQ(found(1), "Sch\xC3\xB6ne Gr\xC3\xBC\xC3\x9F"
+                      "e");
+  fs::remove(library);
+  EXPECT_EQ(found(16), "neutral");
+  fs::remove(path);
+  EXPECT_EQ(found(1), "<none>");
   fs::current_path(before);
-  ASSERT_TRUE(loaded);
-  KELPString german;
-  EXPECT_TRUE(library.getString(1, german));
-  EXPECT_EQ(german, KELPString(reinterpret_cast<const unsigned short*>(u"Schöne Grüße")));
 }
 
 TEST(SharedLibrary, FindSymbolFindsTheModulesOwnSymbolsOnlyAndRecordsTheMiss) {

@@ -17,7 +17,6 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace plat = basalt::platform;
@@ -180,39 +179,6 @@ TEST(LoadLibrary, RefusesWhatIsNoModule) {
   EXPECT_EQ(plat::LoadLibraryExW(wide(modulePath("strings_201_ENU.dll")).c_str(), nullptr, 0x2),
             nullptr);
   EXPECT_EQ(plat::GetLastError(), plat::ERROR_INVALID_PARAMETER);
-}
-
-TEST(LoadLibrary, SearchesProgramCurrentLibraryPathThenPath) {
-  ScratchDirectory dir;
-  const std::string name = "basalt_search_" + std::to_string(::getpid()) + ".dll";
-  const fs::path program = fs::canonical("/proc/self/exe").parent_path() / name;
-  const fs::path current = copyModule(dir, "strings_201_xx.dll", "current/" + name);
-  const fs::path library = copyModule(dir, "strings_201_DEU.dll", "library/" + name);
-  const fs::path path = copyModule(dir, "strings_201_ENU.dll", "path/" + name);
-  const basalt::test::EnvironmentVariable libraryPath(
-      "LD_LIBRARY_PATH", ("/nonexistent::" + library.parent_path().string()).c_str());
-  const basalt::test::EnvironmentVariable searchPath("PATH", path.parent_path().c_str());
-  const fs::path before = fs::current_path();
-  fs::current_path(current.parent_path());
-
-  const auto foundAt = [&] {
-    const plat::HMODULE module = load(name);
-    std::string at = module == nullptr ? "" : plat::findLoadedModule(module)->path();
-    plat::FreeLibrary(module);
-    return at;
-  };
-  fs::copy_file(modulePath("languages.dll"), program);
-  EXPECT_EQ(foundAt(), program.string());
-  fs::remove(program);
-  EXPECT_EQ(foundAt(), fs::canonical(current).string());
-  fs::remove(current);
-  EXPECT_EQ(foundAt(), fs::canonical(library).string());
-  fs::remove(library);
-  EXPECT_EQ(foundAt(), fs::canonical(path).string());
-  fs::remove(path);
-  EXPECT_EQ(load(name), nullptr);
-  EXPECT_EQ(plat::GetLastError(), plat::ERROR_MOD_NOT_FOUND);
-  fs::current_path(before);
 }
 
 // An ELF object that no searched directory holds: dlopen's own search finds it, and loading
