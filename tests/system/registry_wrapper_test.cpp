@@ -19,7 +19,8 @@ protected:
                                       "\"Zero\"=dword:0\n\"Empty\"=\"\"\n\"One\"=\"1\"\n"
                                       "\"Big\"=hex(5):00,00,00,01\n"
                                       "\"Multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\n"
-                                      "\"Short\"=hex(4):2a,00\n" +
+                                      "\"Short\"=hex(4):2a,00\n\"Long\"=hex(4):2a,00,00,00,00\n"
+                                      "@=\"default\"\n" +
                                       log + "\\Modules\\SUPPORT]\n\"Verbosity\"=dword:4\n" + log +
                                       "\\Modules\\Alpha\\Components\\Net]\n" + log +
                                       "\\Modules\\beta]\n" + log + "\\Modules\\_under]\n" + log +
@@ -53,9 +54,11 @@ TEST_F(RegistryWrapperTest, EachOverloadReadsEachKindOfValueItsOwnWay) {
   EXPECT_EQ(read("Missing", before), "no before");
   EXPECT_EQ(read("Multi", before), "yes a");
   EXPECT_EQ(read("Big", before), "no "); // starts with NUL
+  EXPECT_EQ(read("", before), "yes default");
 
   EXPECT_EQ(read("Overwrite", std::uint32_t{99}), "yes 1");
   EXPECT_EQ(read("Short", std::uint32_t{99}), "yes 42");
+  EXPECT_EQ(read("Long", std::uint32_t{99}), "yes 0"); // too long to read into a number
   EXPECT_EQ(read("Big", std::uint32_t{99}), "yes 99");
   EXPECT_EQ(read("LogFile", std::uint32_t{99}), "yes 99");
   EXPECT_EQ(read("Missing", std::uint32_t{99}), "no 99");

@@ -109,6 +109,9 @@ TEST(SharedLibrary, FindSymbolFindsTheModulesOwnSymbolsOnlyAndRecordsTheMiss) {
   EXPECT_EQ(plugin.findSymbol(KELPString("no_such_symbol")), nullptr);
   EXPECT_EQ(plugin.hrLastError(), procNotFound);
   EXPECT_EQ(plugin.findSymbol(KELPString("abs")), nullptr); // libc's, a dependency's
+  SharedLibrary libm; // in no directory searched here: dlopen's own search finds it
+  ASSERT_TRUE(libm.load(locator("libm.so.6", "/nowhere")));
+  EXPECT_NE(libm.findSymbol(KELPString("cos")), nullptr);
 
   // Its dependency lies beside it, where only the search from the module's directory looks.
   SharedLibrary dependent;
