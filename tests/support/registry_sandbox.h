@@ -75,10 +75,6 @@ inline LoggedEvent readEvent(const std::string& line) {
 
 class RegistrySandbox {
 public:
-  RegistrySandbox() = default;
-  RegistrySandbox(const RegistrySandbox&) = delete;
-  RegistrySandbox& operator=(const RegistrySandbox&) = delete;
-
   std::string path(const std::string& name) const { return directory.os(name); }
 
   // Writes bytes as they are; the file's modification time is set to seconds after the
