@@ -171,8 +171,8 @@ TEST_F(RegistryWrapperTest, LaterSourcesWinAndChangesShowOnTheNextOpenOnly) {
   EXPECT_EQ(sandbox.events().size(), 2u); // the broken line, once per version of its file
 }
 
-// Events go out once per version of a file; the tools' inspection tells the problems every
-// time it is asked.
+// Each problem of a file is one event, told once; the tools' inspection lists the problems
+// every time it is asked.
 TEST_F(RegistryWrapperTest, BadLinesAndUnreadableFilesAreReportedOnceAndListedEachTime) {
   const std::string bad =
       sandbox.write("bad.reg", "REGEDIT4\n[HKEY_LOCAL_MACHINE\\" + std::string(logPath) +

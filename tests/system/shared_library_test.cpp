@@ -146,6 +146,19 @@ TEST(StringResourceLibrary, GetStringCutsAt511AndEmptiesTheTextOnFailure) {
   EXPECT_TRUE(found.empty());
 }
 
+// A message library replaced or cut short on disk while a component has it loaded must not
+// take the component down: the module keeps the contents it read. (Mapped, it once did.)
+TEST(StringResourceLibrary, SurvivesTheFileShrinkingUnderIt) {
+  const basalt::test::ScratchDirectory dir;
+  fs::copy_file(basalt::test::modulePath("strings_201_ENU.dll"), dir.os("shrinking.dll"));
+  StringResourceLibrary library;
+  ASSERT_TRUE(library.load(locator("shrinking.dll", dir.os(""))));
+  fs::resize_file(dir.os("shrinking.dll"), 64);
+  KELPString text;
+  EXPECT_TRUE(library.getString(1, text));
+  EXPECT_EQ(text, "Hello");
+}
+
 TEST(StringResourceLibrary, DeletingThroughTheBaseUnloads) {
   const plat::HMODULE held =
       plat::LoadLibraryW(basalt::test::units(basalt::test::modulePath("languages.dll")).c_str());
