@@ -209,6 +209,7 @@ TEST_F(RegistryWrapperTest, ReadersOnManyThreadsSeeWholeVersionsWhileTheFileIsRe
   std::atomic<bool> stop{false};
   std::atomic<int> failures{0};
   std::vector<std::thread> readers;
+  readers.reserve(4);
   for (int t = 0; t < 4; ++t) {
     readers.emplace_back([&] {
       while (!stop) {
