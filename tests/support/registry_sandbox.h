@@ -12,6 +12,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
@@ -27,28 +28,22 @@ struct LoggedEvent {
   std::vector<std::optional<std::string>> strings;
 };
 
-// One line of the event log file as the log writes it: a flat JSON object whose strings, a
-// list of texts and nulls, come after the fields read here. Anything else fails the test.
+// One line of the event log file as the log writes it: a flat JSON object whose last fields
+// are these, in this order. Anything else fails the test.
 inline LoggedEvent readEvent(const std::string& line) {
-  // A field's value as it stands: a number, or a text without escapes.
-  const auto field = [&line](const std::string& name) -> std::string {
-    const std::string key = "\"" + name + "\":";
-    const std::size_t at = line.find(key);
-    if (at == std::string::npos) {
-      ADD_FAILURE() << "no " << name << " in " << line;
-      return "0";
-    }
-    const std::size_t start = at + key.size();
-    const std::string value = line.substr(start, line.find_first_of(",}", start) - start);
-    return value.size() > 1 && value[0] == '"' ? value.substr(1, value.size() - 2) : value;
-  };
-  LoggedEvent event{field("source"),
-                    field("type"),
-                    static_cast<unsigned int>(std::stoul(field("category"))),
-                    static_cast<std::uint32_t>(std::stoul(field("event"))),
+  static const std::regex fields(
+      R"re("source":"([^"]*)","type":"([^"]*)","category":(\d+),"event":(\d+),"strings":\[)re");
+  std::smatch match;
+  if (!std::regex_search(line, match, fields)) {
+    ADD_FAILURE() << "not an event: " << line;
+    return {};
+  }
+  LoggedEvent event{match[1],
+                    match[2],
+                    static_cast<unsigned int>(std::stoul(match[3])),
+                    static_cast<std::uint32_t>(std::stoul(match[4])),
                     {}};
-  const std::string list = "\"strings\":[";
-  for (std::size_t at = std::min(line.find(list), line.size()) + list.size();
+  for (auto at = static_cast<std::size_t>(match.position(0) + match.length(0));
        at < line.size() && line[at] != ']'; at = line.find_first_not_of(", ", at)) {
     if (line.compare(at, 4, "null") == 0) {
       event.strings.emplace_back();
@@ -75,10 +70,6 @@ inline LoggedEvent readEvent(const std::string& line) {
 
 class RegistrySandbox {
 public:
-  RegistrySandbox() = default;
-  RegistrySandbox(const RegistrySandbox&) = delete;
-  RegistrySandbox& operator=(const RegistrySandbox&) = delete;
-
   std::string path(const std::string& name) const { return directory.os(name); }
 
   // Writes bytes as they are; the file's modification time is set to seconds after the

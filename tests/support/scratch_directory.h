@@ -5,7 +5,6 @@
 // when the object goes, and the few helpers that tests of files need around it.
 
 #include "basalt/platform/base/utf8.h"
-#include "basalt/platform/nls/code_pages.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -98,11 +97,8 @@ inline const unsigned short* w(const char16_t* text) {
 
 // Wide text from UTF-8, and back; for names and paths that tests spell in UTF-8.
 inline Units wide(const std::string& utf8) {
-  Units out(utf8.size(), 0);
-  const int count = basalt::platform::MultiByteToWideChar(basalt::platform::CP_UTF8, 0, utf8.data(),
-                                                          static_cast<int>(utf8.size()), out.data(),
-                                                          static_cast<int>(out.size()));
-  out.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+  Units out;
+  basalt::platform::utf8::decodeAll(utf8, out);
   return out;
 }
 

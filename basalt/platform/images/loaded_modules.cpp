@@ -61,19 +61,6 @@ ModuleTable& moduleTable() {
   return *table;
 }
 
-// Windows appends ".dll" to a last component without a dot, and a trailing dot says "no
-// extension".
-std::string withDefaultExtension(std::string path) {
-  const std::size_t slash = path.rfind('/');
-  const std::size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
-  if (nameStart < path.size() && path.back() == '.') {
-    path.pop_back();
-  } else if (path.find('.', nameStart) == std::string::npos) {
-    path += ".dll";
-  }
-  return path;
-}
-
 std::string resolvedPath(const std::string& path) {
   char* resolved = ::realpath(path.c_str(), nullptr);
   if (resolved == nullptr) {
@@ -318,7 +305,7 @@ HMODULE load(LPCWSTR name, DWORD flags) {
   if (name == nullptr) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  const std::string path = withDefaultExtension(toOsPath(name));
+  const std::string path = toOsPath(name);
   // Built in, so found by its bare name the way Windows finds its system libraries.
   if (isDebugHelpLibraryName(path.c_str())) {
     return debugHelpModule();

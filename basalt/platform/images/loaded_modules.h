@@ -8,9 +8,8 @@
 //
 // A bare name is looked for in the main program's directory, the current directory, the
 // directories of LD_LIBRARY_PATH and then of PATH; an ELF object not found there is left to
-// dlopen's own search. A name with a separator is a path and is not searched for.
-// As on Windows, ".dll" is added to a last component without a dot, and a trailing dot
-// stands for no extension.
+// dlopen's own search. A name with a separator is a path and is not searched for. A name
+// is taken as it is: callers add ".dll" where Windows would.
 //
 // "imagehlp.dll" is built in (debug_help.h): its bare name, in any case, gives the built-in
 // module whatever lies on disk, and FreeLibrary never unloads it.

@@ -1,14 +1,11 @@
 // LoadStringW on real resource DLLs built by llvm-rc, llvm-cvtres and lld-link: what
-// StringResourceLibrary can't show of it. Cutting to the buffer is checked through it in
-// tests/system.
+// StringResourceLibrary can't show of it. The rest is checked through it in tests/system.
 
 #include "basalt/platform/base/thread_state.h"
 #include "basalt/platform/images/loaded_modules.h"
 #include "basalt/platform/images/string_resources.h"
 #include "modules/test_modules.h"
-#include "support/scratch_directory.h"
 
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -20,20 +17,6 @@ namespace {
 
 plat::HMODULE load(const std::string& path) {
   return plat::LoadLibraryW(units(path).c_str());
-}
-
-// A message library replaced or cut short on disk while a component has it loaded must not
-// take the component down: the module keeps the contents it read. (Mapped, it once did.)
-TEST(LoadStringW, SurvivesTheFileShrinkingUnderIt) {
-  const basalt::test::ScratchDirectory dir;
-  std::filesystem::copy_file(modulePath("strings_201_ENU.dll"), dir.os("shrinking.dll"));
-  const plat::HMODULE library = load(dir.os("shrinking.dll"));
-  ASSERT_NE(library, nullptr);
-  std::filesystem::resize_file(dir.os("shrinking.dll"), 64);
-  plat::WCHAR buffer[64];
-  ASSERT_EQ(plat::LoadStringW(library, 1, buffer, 64), 5);
-  EXPECT_EQ(std::u16string(buffer, buffer + 5), u"Hello");
-  EXPECT_TRUE(plat::FreeLibrary(library));
 }
 
 // StringResourceLibrary turns each of these into a plain failure.
