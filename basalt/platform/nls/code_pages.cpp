@@ -251,7 +251,7 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* bytes, int byteC
 }
 
 int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* units, int unitCount, char* bytes,
-                        int byteCount, const char* /*defaultChar*/, BOOL* /*usedDefaultChar*/) {
+                        int byteCount, const char* defaultChar, BOOL* usedDefaultChar) {
   if (units == nullptr || unitCount == 0 || byteCount < 0 || (byteCount > 0 && bytes == nullptr)) {
     return fail(ERROR_INVALID_PARAMETER);
   }
@@ -267,7 +267,8 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* units, int unit
   if (codePage != CP_UTF8 && (table = tableFor(codePage)) == nullptr) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  const char substitute = '?';
+  const char substitute = defaultChar != nullptr ? *defaultChar : '?';
+  bool substituted = false;
   std::string out;
   for (std::size_t i = 0; i < length; ++i) {
     const WCHAR unit = units[i];
@@ -278,18 +279,23 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* units, int unit
                         units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF;
       if (!pair && unit >= 0xD800 && unit <= 0xDFFF) {
         out.push_back(substitute);
+        substituted = true;
       } else {
         utf8::append(out, units + i, pair ? 2 : 1);
         i += pair ? 1 : 0;
       }
     } else if (const WORD encoded = table->toBytes[unit]; encoded == 0) {
       out.push_back(substitute);
+      substituted = true;
     } else if (encoded > 0xFF) {
       out.push_back(static_cast<char>(encoded >> 8));
       out.push_back(static_cast<char>(encoded & 0xFF));
     } else {
       out.push_back(static_cast<char>(encoded));
     }
+  }
+  if (usedDefaultChar != nullptr) {
+    *usedDefaultChar = substituted ? TRUE : FALSE;
   }
   if (byteCount > 0) {
     if (out.size() > static_cast<std::size_t>(byteCount)) {

@@ -25,8 +25,8 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* bytes, int byteC
                         int unitCount);
 
 // Converts unitCount units into at most byteCount bytes and returns how many it wrote, 0 on
-// failure. A unit the code page can't hold becomes '?' (defaultChar and usedDefaultChar are
-// ignored); for UTF-8 a surrogate pair becomes one 4-byte character and a lone surrogate '?'.
+// failure. A unit the code page can't hold becomes its default character, '?'; for UTF-8 a
+// surrogate pair becomes one 4-byte character and a lone surrogate becomes '?'.
 int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* units, int unitCount, char* bytes,
                         int byteCount, const char* defaultChar, BOOL* usedDefaultChar);
 
