@@ -80,7 +80,8 @@ void NativeTextInChild::TestBody() {
   }
 }
 
-const bool childTestRegistered =
+// Registered at static initialisation, as gtest's own TEST does.
+const bool childTestRegistered = // NOLINT(cert-err58-cpp)
     expectedLocale() != nullptr &&
     ::testing::RegisterTest("NativeTextInChild", "ConvertsInTheProcessCodePage", nullptr, nullptr,
                             __FILE__, __LINE__,
